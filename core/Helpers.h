@@ -1,0 +1,33 @@
+// Makers of host strings and variants, number parsing and formatting,
+// wide-to-UTF-8 conversion and path separator normalisation.
+#pragma once
+
+#include "core/REFString.h"
+
+// Host string makers: a new string with one reference, or null.
+IString* ISCreate(const wchar_t* text);
+IString* ISCreate(const tagREFString& text);
+IString* ISCreate(const char* utf8, int bytes);
+IString* ISCreateHex(unsigned int value);
+IString* ISCreate(IVariant* value);
+IString* ISCreate(IVariant* value, short decimals);
+
+// Host variant makers: a new variant with one reference, or null.
+IVariant* IVCreate(IString* value);
+IVariant* IVCreate(int value);
+// A variant of the type the text looks like; the view is trimmed at its front.
+IVariant* IVCreateConvert(CREFString& text);
+
+// Parsers of counted views; they never fail (unparsable text gives 0).
+int _IS2Integer(CREFString text, int base);
+double _IS2Double(CREFString text);
+
+// Wide text to a new terminated UTF-8 array (free with delete[]); the byte
+// length without the terminator is stored through `length` when not null.
+char* _IS2A(tagREFString text, int* length);
+
+// Replaces every backslash with a slash in place; E_FAIL for an empty text.
+HRESULT CheckSeparator(tagREFString text);
+
+// vswprintf into `buffer` of `capacity` wide characters.
+int _swprintf(wchar_t* buffer, unsigned long capacity, const wchar_t* format, ...);

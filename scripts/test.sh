@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests: a normal build, then the whole suite
+# under AddressSanitizer with UndefinedBehaviorSanitizer, then the step and
+# integration tests under ThreadSanitizer.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/deps.sh
+
+jobs=$(nproc)
+run_suite() { # build-dir sanitizer [ctest args...]
+  local dir=$1 sanitize=$2
+  shift 2
+  cmake -S . -B "$dir" -G Ninja -DSHADOW_SANITIZE="$sanitize" >/dev/null
+  cmake --build "$dir" -j "$jobs"
+  (cd "$dir" && ctest --output-on-failure -j "$jobs" "$@")
+}
+
+echo "== build and test"
+run_suite build ""
+echo "== AddressSanitizer and UndefinedBehaviorSanitizer"
+ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address
+echo "== ThreadSanitizer (steps and integration)"
+TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread -L 'step|integration|components'

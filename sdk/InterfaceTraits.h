@@ -1,0 +1,64 @@
+// Maps each interface type to its identifier and its parent interface, so
+// that generic code can answer QueryInterface for an interface and all the
+// interfaces it derives from.
+#pragma once
+
+#include "Framework.h"
+
+template <class T>
+struct InterfaceInfo;
+
+#define SHADOW_INTERFACE_INFO(I, P)                        \
+    template <>                                            \
+    struct InterfaceInfo<I> {                              \
+        using Parent = P;                                  \
+        static const IID& Id() { return IID_##I; }         \
+    };
+
+SHADOW_INTERFACE_INFO(IString, IUnknown)
+SHADOW_INTERFACE_INFO(ICreatableString, IString)
+SHADOW_INTERFACE_INFO(IComponentString, IUnknown)
+SHADOW_INTERFACE_INFO(IVariant, IUnknown)
+SHADOW_INTERFACE_INFO(ISimpleCollection, IUnknown)
+SHADOW_INTERFACE_INFO(INamedCollection, ISimpleCollection)
+SHADOW_INTERFACE_INFO(ISuperCollection, INamedCollection)
+SHADOW_INTERFACE_INFO(IStringCollection, ISimpleCollection)
+SHADOW_INTERFACE_INFO(IComponentCollection, INamedCollection)
+SHADOW_INTERFACE_INFO(IObjectInfo, IUnknown)
+SHADOW_INTERFACE_INFO(IUIPropertyPageSpecify, IUnknown)
+SHADOW_INTERFACE_INFO(IUILineDisplayable, IUnknown)
+SHADOW_INTERFACE_INFO(IUIRefreshableObject, IUnknown)
+SHADOW_INTERFACE_INFO(IFileArchive, IUnknown)
+SHADOW_INTERFACE_INFO(IWorkspace, IUnknown)
+SHADOW_INTERFACE_INFO(IDataStream, IUnknown)
+SHADOW_INTERFACE_INFO(IDataPersist, IUnknown)
+SHADOW_INTERFACE_INFO(IXMLStream, IUnknown)
+SHADOW_INTERFACE_INFO(IFolderStream, IUnknown)
+SHADOW_INTERFACE_INFO(ICSVStream, IUnknown)
+SHADOW_INTERFACE_INFO(IParameters, INamedCollection)
+SHADOW_INTERFACE_INFO(IParametersCreatable, IParameters)
+SHADOW_INTERFACE_INFO(ICollectionMoniker, IUnknown)
+SHADOW_INTERFACE_INFO(IInputParameter, IUnknown)
+SHADOW_INTERFACE_INFO(IInputParameters, INamedCollection)
+SHADOW_INTERFACE_INFO(IBindableObject, IUnknown)
+SHADOW_INTERFACE_INFO(IReplicableObject, IUnknown)
+SHADOW_INTERFACE_INFO(IRegistry, IUnknown)
+SHADOW_INTERFACE_INFO(IRegistryEx, IRegistry)
+SHADOW_INTERFACE_INFO(IFileAttributes, IUnknown)
+SHADOW_INTERFACE_INFO(IExtCollection, IUnknown)
+SHADOW_INTERFACE_INFO(IFileNameCollection, IUnknown)
+SHADOW_INTERFACE_INFO(IStep, IUnknown)
+SHADOW_INTERFACE_INFO(IShadow, IUnknown)
+
+#undef SHADOW_INTERFACE_INFO
+
+// True when `iid` names I or one of the interfaces I derives from (other
+// than IUnknown).
+template <class I>
+bool InterfaceAnswers(const IID& iid) {
+    if constexpr (std::is_same_v<I, IUnknown>) {
+        return false;
+    } else {
+        return iid == InterfaceInfo<I>::Id() || InterfaceAnswers<typename InterfaceInfo<I>::Parent>(iid);
+    }
+}

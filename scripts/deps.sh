@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(g++ cmake ninja-build make pkg-config libgtest-dev libgmock-dev
           libpugixml-dev libcurl4-openssl-dev zlib1g-dev libssl-dev)
 if [[ "${1:-}" == "--bench" ]]; then
-  packages+=(libbenchmark-dev rsync hyperfine time)
+  packages+=(rsync time bc)
 fi
 
 missing=()

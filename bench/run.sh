@@ -1,0 +1,125 @@
+#!/usr/bin/env bash
+# Times `shadow mirror` against `rsync -a --delete` and `cp -r` on generated
+# trees, and measures the peak memory of copying one large file. Prints a
+# Markdown table of medians.
+#
+#   bash bench/run.sh [--runs N] [--small-files N] [--large-mb N] [--big-gb N]
+#
+# Scenarios: first copy into an empty destination; re-run with nothing
+# changed; re-run with 1% of the files changed; clean after 10% of the
+# source files were removed (shadow --clean against rsync --delete; cp has
+# no clean and is left out there).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+runs=5 small=20000 large_mb=64 big_gb=2
+while (($#)); do
+  case $1 in
+    --runs) runs=$2; shift 2 ;;
+    --small-files) small=$2; shift 2 ;;
+    --large-mb) large_mb=$2; shift 2 ;;
+    --big-gb) big_gb=$2; shift 2 ;;
+    *) echo "unknown option: $1" >&2; exit 2 ;;
+  esac
+done
+
+bash scripts/deps.sh --bench
+cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build -j "$(nproc)" --target shadow >/dev/null
+shadow=$PWD/build/shadow
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/shadow-bench.XXXXXX")
+trap 'rm -rf "$work"' EXIT
+src=$work/src
+
+# The tree: many small files in a deep chain and in a flat folder, and a
+# few large files.
+make_tree() {
+  mkdir -p "$src/flat"
+  local i d
+  for ((i = 0; i < small / 2; i++)); do printf 'flat file %d\n' "$i" > "$src/flat/f$i.txt"; done
+  d=$src/deep
+  for ((i = 0; i < small / 2; i++)); do
+    if ((i % 50 == 0)); then d=$d/level$((i / 50)); mkdir -p "$d"; fi
+    printf 'deep file %d\n' "$i" > "$d/f$i.txt"
+  done
+  mkdir -p "$src/large"
+  for i in 1 2 3; do head -c "$((large_mb * 1024 * 1024))" /dev/urandom > "$src/large/blob$i.bin"; done
+}
+
+now() { date +%s.%N; }
+elapsed() { echo "$(now) - $1" | bc -l; }
+median() { sort -g | awk '{a[NR]=$1} END {m=(NR%2)?a[(NR+1)/2]:(a[NR/2]+a[NR/2+1])/2; printf "%.3f", m}'; }
+
+# time_cmd TOOL DST: one timed mirror with the given tool.
+time_cmd() {
+  local tool=$1 dst=$2 clean=${3:-} t
+  sync
+  t=$(now)
+  case $tool in
+    shadow) "$shadow" mirror "$src" "$dst" $clean >/dev/null ;;
+    rsync) rsync -a --delete "$src/" "$dst/" ;;
+    cp) cp -r "$src/." "$dst" ;;
+  esac
+  elapsed "$t"
+}
+
+declare -A result
+scenario() { # name tool
+  local name=$1 tool=$2 r times=() dst
+  for ((r = 0; r < runs; r++)); do
+    dst=$work/dst-$tool
+    case $name in
+      first) rm -rf "$dst"; mkdir -p "$dst"; times+=("$(time_cmd "$tool" "$dst")") ;;
+      unchanged)
+        [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
+        times+=("$(time_cmd "$tool" "$dst")") ;;
+      changed1)
+        [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
+        sleep 0.01
+        find "$src/flat" -name '*.txt' | head -n "$((small / 100))" | while read -r f; do echo "changed $r" >> "$f"; done
+        times+=("$(time_cmd "$tool" "$dst")") ;;
+      clean10)
+        rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
+        local removed=$work/removed; rm -rf "$removed"; mkdir -p "$removed"
+        find "$src/flat" -name '*.txt' | head -n "$((small / 10))" | while read -r f; do mv "$f" "$removed/"; done
+        times+=("$(time_cmd "$tool" "$dst" --clean)")
+        mv "$removed"/* "$src/flat/" ;;
+    esac
+  done
+  result[$name,$tool]=$(printf '%s\n' "${times[@]}" | median)
+}
+
+echo "Generating $small small files and 3 files of $large_mb MB in $work" >&2
+make_tree
+for name in first unchanged changed1 clean10; do
+  for tool in shadow rsync cp; do
+    [[ $name == clean10 && $tool == cp ]] && continue
+    echo "  $name / $tool" >&2
+    scenario "$name" "$tool"
+  done
+done
+
+# Peak memory while copying one large file.
+big=$work/big; mkdir -p "$big"
+echo "Creating a ${big_gb} GB file" >&2
+head -c "$((big_gb * 1024 * 1024 * 1024))" /dev/urandom > "$big/huge.bin"
+peak_kb=$(/usr/bin/time -f '%M' "$shadow" mirror "$big" "$work/big-dst" 2>&1 >/dev/null | tail -n 1)
+cmp -s "$big/huge.bin" "$work/big-dst/huge.bin" || { echo "large copy differs" >&2; exit 1; }
+
+ratio() { echo "scale=2; $1 / $2" | bc -l; }
+echo
+echo "Medians of $runs runs, seconds ($small small files, 3 x $large_mb MB), $(nproc) cores."
+echo
+echo "| scenario | shadow | rsync -a --delete | cp -r | shadow / cp | shadow / rsync |"
+echo "|---|---|---|---|---|---|"
+for name in first unchanged changed1 clean10; do
+  s=${result[$name,shadow]} r=${result[$name,rsync]} c=${result[$name,cp]:-}
+  if [[ -n $c ]]; then
+    echo "| $name | $s | $r | $c | $(ratio "$s" "$c") | $(ratio "$s" "$r") |"
+  else
+    echo "| $name | $s | $r | - | - | $(ratio "$s" "$r") |"
+  fi
+done
+echo
+echo "Peak resident memory of shadow mirror copying one ${big_gb} GB file: $((peak_kb / 1024)) MB ($peak_kb KB)."

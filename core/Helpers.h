@@ -9,7 +9,12 @@ IString* ISCreate(const wchar_t* text);
 IString* ISCreate(const tagREFString& text);
 IString* ISCreate(const char* utf8, int bytes);
 IString* ISCreateHex(unsigned int value);
+// A variant as text: its string, the name of the object it holds (empty
+// without one), or its number in the default form.
 IString* ISCreate(IVariant* value);
+// A variant's number with `decimals` decimals in fixed point. A negative
+// count is the default form: integers in plain decimal, doubles in the
+// shortest text that reads back to the same value (0.25, 1500, 1e-07).
 IString* ISCreate(IVariant* value, short decimals);
 
 // Host variant makers: a new variant with one reference, or null.

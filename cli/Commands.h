@@ -1,0 +1,33 @@
+// The commands of the `shadow` program. Each takes the arguments after the
+// command's name and returns the exit code; usage errors and failures are
+// thrown as CliError.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace cli {
+
+using Arguments = std::vector<std::string>;
+
+int MirrorCommand(const Arguments& args);
+int RunCommand(const Arguments& args);
+int ListCommand(const Arguments& args);
+
+// Help texts.
+const char* GeneralHelp();
+const char* MirrorHelp();
+const char* RunHelp();
+const char* ListHelp();
+
+// True for "--help" and "-h".
+bool IsHelpOption(const std::string& arg);
+
+// The argument as wide text; a usage error when it is not valid UTF-8.
+std::wstring WideArgument(const std::string& arg);
+
+// Whether lines are shown as a live status line: on a terminal, unless
+// every line was asked for.
+bool UseLiveStatus(bool verbose);
+
+} // namespace cli

@@ -1,0 +1,44 @@
+// The `shadow` command line: mirrors folders and runs the module's
+// components through the host runtime.
+#include <cstdio>
+#include <exception>
+
+#include "cli/CliError.h"
+#include "cli/Commands.h"
+
+namespace {
+
+int Dispatch(const cli::Arguments& args) {
+    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list");
+    const std::string& command = args[0];
+    cli::Arguments rest(args.begin() + 1, args.end());
+    if (cli::IsHelpOption(command) || command == "help") {
+        std::fputs(cli::GeneralHelp(), stdout);
+        return cli::EXIT_SUCCESS_CODE;
+    }
+    if (command == "mirror") return cli::MirrorCommand(rest);
+    if (command == "run") return cli::RunCommand(rest);
+    if (command == "list") return cli::ListCommand(rest);
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    cli::Arguments args(argv + 1, argv + argc);
+    int code;
+    try {
+        code = Dispatch(args);
+    } catch (const cli::CliError& error) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "shadow: %s\n", error.what());
+        if (error.Code() == cli::EXIT_USAGE) std::fprintf(stderr, "Try 'shadow --help' for more information.\n");
+        code = error.Code();
+    } catch (const std::exception& error) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "shadow: unexpected error: %s\n", error.what());
+        code = cli::EXIT_FAILED;
+    }
+    std::fflush(stdout);
+    return code;
+}

@@ -1,0 +1,131 @@
+// shadow run COMPONENT [Name=Value ...] [--load FILE.xml] [--save FILE.xml] [--verbose]
+#include <sys/stat.h>
+
+#include <cstdio>
+
+#include "cli/CliError.h"
+#include "cli/Commands.h"
+#include "cli/Components.h"
+#include "cli/FolderChecks.h"
+#include "cli/HostRuntime.h"
+#include "cli/LineMonitor.h"
+#include "cli/ParameterFile.h"
+#include "cli/ParameterTable.h"
+#include "cli/StepRunner.h"
+#include "cli/Text.h"
+
+namespace cli {
+
+namespace {
+
+struct RunOptions {
+    std::string component;
+    std::vector<std::wstring> assignments;
+    std::string load;
+    std::string save;
+    bool verbose = false;
+    bool help = false;
+};
+
+// The value of an option given as "--opt VALUE" or "--opt=VALUE".
+bool TakeFileOption(const std::string& name, const Arguments& args, size_t& i, std::string& value) {
+    const std::string& arg = args[i];
+    if (arg == name) {
+        if (i + 1 >= args.size() || args[i + 1].empty())
+            throw UsageError("missing argument: " + name + " needs a file name");
+        value = args[++i];
+        return true;
+    }
+    if (arg.rfind(name + "=", 0) == 0) {
+        value = arg.substr(name.size() + 1);
+        if (value.empty()) throw UsageError("missing argument: " + name + " needs a file name");
+        return true;
+    }
+    return false;
+}
+
+RunOptions ParseRun(const Arguments& args) {
+    RunOptions options;
+    bool haveComponent = false;
+    bool optionsEnded = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        const std::string& arg = args[i];
+        if (!optionsEnded && arg.size() > 1 && arg[0] == '-') {
+            if (arg == "--") optionsEnded = true;
+            else if (IsHelpOption(arg)) options.help = true;
+            else if (arg == "--verbose" || arg == "-v") options.verbose = true;
+            else if (TakeFileOption("--load", args, i, options.load)) continue;
+            else if (TakeFileOption("--save", args, i, options.save)) continue;
+            else throw UsageError("unknown option " + arg + " for run; valid options: --load, --save, --verbose");
+            continue;
+        }
+        if (!haveComponent) {
+            options.component = arg;
+            haveComponent = true;
+        } else {
+            options.assignments.push_back(WideArgument(arg));
+        }
+    }
+    if (!options.help && !haveComponent) throw UsageError("run: missing argument COMPONENT");
+    return options;
+}
+
+std::wstring TextParameter(IParameters* parameters, const wchar_t* name) {
+    std::vector<ParameterInfo> all = ReadParameters(parameters);
+    const ParameterInfo* parameter = FindParameter(all, name);
+    return parameter && parameter->valueType == VARIANT_STRING ? parameter->value : std::wstring();
+}
+
+// A mirroring run must not copy a folder into itself or clean away its own
+// source; the same guard as for `shadow mirror`.
+void CheckMirrorFolders(IParameters* parameters) {
+    std::string source = ToUtf8(TextParameter(parameters, L"SourcePath"));
+    std::string destination = ToUtf8(TextParameter(parameters, L"DestinationPath"));
+    struct stat info;
+    if (source.empty() || destination.empty() || stat(source.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return;
+    CheckFoldersApart(WithoutTrailingSlash(source), WithoutTrailingSlash(destination));
+}
+
+// Prints the parameters whose value the run changed (a component's outputs),
+// as Name=Value lines.
+void PrintChangedParameters(const std::vector<ParameterInfo>& before, IParameters* parameters) {
+    std::vector<ParameterInfo> after = ReadParameters(parameters);
+    for (const ParameterInfo& now : after) {
+        const ParameterInfo* old = FindParameter(before, now.name);
+        if (old && old->valueType == now.valueType && old->value == now.value) continue;
+        std::printf("%s=%s\n", ToUtf8(now.name).c_str(), ToUtf8(now.value).c_str());
+    }
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int RunCommand(const Arguments& args) {
+    RunOptions options = ParseRun(args);
+    if (options.help) {
+        std::fputs(RunHelp(), stdout);
+        return EXIT_SUCCESS_CODE;
+    }
+    auto runtime = HostRuntime::Start();
+    std::wstring name;
+    auto component = CreateModuleComponent(*runtime, WideArgument(options.component), &name);
+    auto parameters = component.Query<IParameters>(IID_IParameters);
+    if (!parameters && !options.assignments.empty())
+        throw UsageError("component " + ToUtf8(name) + " has no parameters to set");
+
+    if (!options.load.empty()) LoadParameterFile(*runtime, component.Get(), options.load);
+    if (parameters) {
+        ApplyAssignments(*runtime, parameters.Get(), options.assignments);
+        if (name == L"Shadow") CheckMirrorFolders(parameters.Get());
+    }
+    if (!options.save.empty()) SaveParameterFile(*runtime, component.Get(), options.save);
+
+    auto monitor = LineMonitor::Create(*runtime, UseLiveStatus(options.verbose), name);
+    auto workspace = BindLineDisplay(*runtime, component.Get(), static_cast<IUILineDisplayable*>(monitor.Get()));
+    std::vector<ParameterInfo> before = ReadParameters(parameters.Get());
+    StepOutcome outcome = RunStep(component.Get(), monitor.Get());
+    if (parameters) PrintChangedParameters(before, parameters.Get());
+    return ExitCodeOf(outcome, monitor.Get(), ToUtf8(name));
+}
+
+} // namespace cli

@@ -1,0 +1,154 @@
+#include "cli/StepRunner.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "cli/CliError.h"
+#include "cli/HostRuntime.h"
+#include "cli/LineMonitor.h"
+#include "cli/Text.h"
+
+namespace cli {
+
+namespace {
+
+const wchar_t kDisplayName[] = L"ConsoleDisplay";
+const wchar_t kDisplayInput[] = L"UILineDisplayable";
+
+std::atomic<int> gInterrupts{0};
+static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs a lock-free counter");
+
+void OnInterrupt(int) {
+    // Only async-signal-safe calls here: the main loop notices the first
+    // request and turns the step off; a second one gives up waiting.
+    if (gInterrupts.fetch_add(1) == 0) {
+        const char note[] = "\nshadow: stopping (press Ctrl-C again to quit at once)\n";
+        ssize_t ignored = write(STDERR_FILENO, note, sizeof note - 1);
+        (void)ignored;
+        return;
+    }
+    const char note[] = "\nshadow: interrupted\n";
+    ssize_t ignored = write(STDERR_FILENO, note, sizeof note - 1);
+    (void)ignored;
+    _exit(EXIT_INTERRUPTED);
+}
+
+// Installs the Ctrl-C handler for the life of a run and puts the previous
+// one back afterwards.
+class InterruptGuard final {
+public:
+    InterruptGuard() {
+        gInterrupts.store(0);
+        struct sigaction action = {};
+        action.sa_handler = &OnInterrupt;
+        sigemptyset(&action.sa_mask);
+        action.sa_flags = SA_RESTART; // file operations of the step go on
+        sigaction(SIGINT, &action, &m_previous);
+    }
+    ~InterruptGuard() { sigaction(SIGINT, &m_previous, nullptr); }
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+
+    bool Requested() const { return gInterrupts.load() > 0; }
+
+private:
+    struct sigaction m_previous = {};
+};
+
+// Whether an input takes a line display.
+bool TakesLineDisplay(IInputParameter* input) {
+    IPtr<IString> name;
+    input->get_Name(name.Out());
+    if (TextOf(name.Get()) == kDisplayInput) return true;
+    IID iid = IID_NULL;
+    return SUCCEEDED(input->get_Interface(&iid)) && iid == IID_IUILineDisplayable;
+}
+
+} // namespace
+
+IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* component, IUnknown* display) {
+    auto inputs = QueryAs<IInputParameters>(component, IID_IInputParameters);
+    auto bindable = QueryAs<IBindableObject>(component, IID_IBindableObject);
+    if (!inputs || !bindable || !display) return {};
+
+    auto sourceName = runtime.NewString(kDisplayName);
+    bool any = false;
+    int32_t count = 0;
+    inputs->get_Count(&count);
+    for (int32_t i = 0; i < count; ++i) {
+        IPtr<IUnknown> item;
+        if (FAILED(inputs->get_Item(i, item.Out()))) continue;
+        auto input = item.Query<IInputParameter>(IID_IInputParameter);
+        if (!input || !TakesLineDisplay(input.Get())) continue;
+        input->put_SourceComponent(sourceName.Get());
+        any = true;
+    }
+    if (!any) return {};
+
+    auto workspace = runtime.Create<ISuperCollection>(L"SuperCollection", IID_ISuperCollection);
+    if (!workspace) throw Failure("the host runtime cannot create a workspace collection");
+    workspace->Add(sourceName.Get(), display, nullptr, 0);
+    bindable->Bind(workspace.Get(), nullptr);
+    return workspace;
+}
+
+StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
+    auto step = QueryAs<IStep>(component, IID_IStep);
+    if (!step) throw Failure("the component is not a step");
+
+    // The display reads the statistics of a mirroring step while it runs;
+    // the reference is dropped again however the run ends.
+    struct Watch final {
+        LineMonitor* monitor;
+        Watch(LineMonitor* m, IUnknown* c) : monitor(m) {
+            if (monitor) monitor->WatchStatistics(QueryAs<IShadow>(c, IID_IShadow).Get());
+        }
+        ~Watch() {
+            if (monitor) {
+                monitor->WatchStatistics(nullptr);
+                monitor->Finish();
+            }
+        }
+    } watch(monitor, component);
+
+    InterruptGuard interrupts;
+    StepOutcome outcome;
+    outcome.status = step->TurnOn();
+    bool turnedOff = false;
+    while (step->IsRunning()) {
+        if (interrupts.Requested() && !turnedOff) {
+            turnedOff = true;
+            step->TurnOff();
+            continue;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    outcome.interrupted = interrupts.Requested();
+    return outcome;
+}
+
+int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name) {
+    if (outcome.interrupted) {
+        std::fprintf(stderr, "shadow: %s interrupted\n", name.c_str());
+        return EXIT_INTERRUPTED;
+    }
+    if (FAILED(outcome.status)) {
+        std::fprintf(stderr, "shadow: %s failed with status 0x%08X\n", name.c_str(),
+                     static_cast<unsigned>(outcome.status));
+        return EXIT_FAILED;
+    }
+    int errors = monitor ? monitor->ErrorCount() : 0;
+    if (errors > 0) {
+        std::fprintf(stderr, "shadow: %s reported %d error%s\n", name.c_str(), errors, errors == 1 ? "" : "s");
+        return EXIT_FAILED;
+    }
+    return EXIT_SUCCESS_CODE;
+}
+
+} // namespace cli

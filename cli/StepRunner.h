@@ -1,0 +1,35 @@
+// Running a component as a step from the command line: binding the console
+// display to its line-display input, turning it on, waiting for an
+// asynchronous run and handling Ctrl-C.
+#pragma once
+
+#include <string>
+
+#include "sdk/Framework.h"
+
+namespace cli {
+
+class HostRuntime;
+class LineMonitor;
+
+struct StepOutcome {
+    HRESULT status = S_OK;   // TurnOn's result (a synchronous step's own status)
+    bool interrupted = false; // Ctrl-C was pressed during the run
+};
+
+// Binds `display` to every input of the component that takes a line display
+// (named "UILineDisplayable" or declared for IUILineDisplayable), through a
+// workspace collection that holds the display. Returns that collection,
+// which must live as long as the run; null when there is nothing to bind.
+IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* component, IUnknown* display);
+
+// Turns the step on and, when it runs on its own thread, waits for it to
+// end, polling every 10 ms. The first Ctrl-C turns the step off and the run
+// ends when the step has stopped; a second Ctrl-C ends the process at once
+// with exit code 130. Throws CliError when the component is not a step.
+StepOutcome RunStep(IUnknown* component, LineMonitor* monitor);
+
+// The exit code for a finished run; prints what went wrong on stderr.
+int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name);
+
+} // namespace cli

@@ -1,0 +1,315 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include "host/GlobalComponentCollection.h"
+#include "host/HostStrings.h"
+#include "host/Registry.h"
+
+namespace {
+
+std::string ReadAll(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream all;
+    all << in.rdbuf();
+    return all.str();
+}
+
+void WriteAll(const std::filesystem::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+// Sets an environment variable for the life of the object and restores it.
+class ScopedEnv final {
+public:
+    ScopedEnv(const char* name, const char* value) : m_name(name) {
+        if (const char* old = std::getenv(name)) m_old = old;
+        if (value) {
+            setenv(name, value, 1);
+        } else {
+            unsetenv(name);
+        }
+    }
+    ~ScopedEnv() {
+        if (m_old) {
+            setenv(m_name, m_old->c_str(), 1);
+        } else {
+            unsetenv(m_name);
+        }
+    }
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
+class RegistryTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string pattern = (std::filesystem::temp_directory_path() / "registry-XXXXXX").string();
+        ASSERT_TRUE(mkdtemp(pattern.data()));
+        m_dir = pattern;
+        m_file = m_dir / "settings" / "registry.ini";
+        m_registryEnv.emplace("SHADOW_REGISTRY", m_file.c_str());
+        m_logEnv.emplace("SHADOW_EVENT_LOG", (m_dir / "events.log").c_str());
+        m_registry = NewRegistry();
+    }
+    void TearDown() override {
+        m_registry.Release();
+        m_logEnv.reset();
+        m_registryEnv.reset();
+        std::error_code ignored;
+        std::filesystem::remove_all(m_dir, ignored);
+    }
+
+    static IPtr<IRegistryEx> NewRegistry() {
+        IPtr<IRegistryEx> registry;
+        EXPECT_EQ(host::GlobalCollection()->CreateComponent(REFLiteral(L"Registry"), &IID_IRegistryEx,
+                                                            registry.OutVoid()),
+                  S_OK);
+        return registry;
+    }
+    void Seed(const std::string& text) {
+        std::filesystem::create_directories(m_file.parent_path());
+        WriteAll(m_file, text);
+    }
+    HRESULT Get(const wchar_t* section, const wchar_t* key, std::wstring* value, int32_t capacity = 256) {
+        std::vector<wchar_t> buffer(static_cast<size_t>(capacity) + 1, L'#');
+        HRESULT hr = m_registry->GetValue(REFLiteral(section), REFLiteral(key), buffer.data(), capacity);
+        *value = buffer.data();
+        return hr;
+    }
+    HRESULT Set(const wchar_t* section, const wchar_t* key, const wchar_t* value) {
+        return m_registry->SetValue(REFLiteral(section), REFLiteral(key), REFLiteral(value));
+    }
+
+    std::filesystem::path m_dir, m_file;
+    std::optional<ScopedEnv> m_registryEnv, m_logEnv;
+    IPtr<IRegistryEx> m_registry;
+};
+
+TEST_F(RegistryTest, ValuesRoundTripThroughTheFileAndAreSeenByOtherInstances) {
+    ASSERT_EQ(Set(L"Workspace", L"InstallPath", L"/opt/app"), S_OK);
+    ASSERT_EQ(Set(L"Mappings", L"Data", L"/srv/dätä"), S_OK);
+    ASSERT_EQ(Set(L"Workspace", L"AppPath", L"/home/u/app"), S_OK);
+    ASSERT_EQ(Set(L"Workspace", L"InstallPath", L"/opt/app2"), S_OK);
+
+    EXPECT_EQ(ReadAll(m_file), "[Workspace]\nInstallPath=/opt/app2\nAppPath=/home/u/app\n\n"
+                               "[Mappings]\nData=/srv/d\xC3\xA4t\xC3\xA4\n");
+    m_registry = NewRegistry();
+    std::wstring value;
+    EXPECT_EQ(Get(L"workspace", L"INSTALLPATH", &value), S_OK) << "names are matched case-blind";
+    EXPECT_EQ(value, L"/opt/app2");
+    EXPECT_EQ(Get(L"Mappings", L"Data", &value), S_OK);
+    EXPECT_EQ(value, L"/srv/dätä");
+    EXPECT_EQ(Get(L"Mappings", L"Other", &value), E_FAIL);
+    EXPECT_EQ(value, L"");
+    EXPECT_EQ(host::RegistryLastError(), L"");
+}
+
+TEST_F(RegistryTest, WritesKeepEveryOtherLine) {
+    struct Case {
+        const char* name;
+        std::string before;
+        std::function<HRESULT(IRegistryEx*)> change;
+        std::string after;
+    };
+    const std::string file =
+        "; settings\n[Workspace]\n# the folder\nInstallPath = /opt/app\n\n[Mappings]\nA=/a\nB=/b\n";
+    auto set = [](const wchar_t* s, const wchar_t* k, const wchar_t* v) {
+        return [=](IRegistryEx* r) { return r->SetValue(REFLiteral(s), REFLiteral(k), REFLiteral(v)); };
+    };
+    auto del = [](const wchar_t* s, const wchar_t* k) {
+        return [=](IRegistryEx* r) { return r->DeleteValue(REFLiteral(s), REFLiteral(k)); };
+    };
+    const std::vector<Case> cases = {
+        {"change in place", file, set(L"WORKSPACE", L"installpath", L"/new"),
+         "; settings\n[Workspace]\n# the folder\nInstallPath=/new\n\n[Mappings]\nA=/a\nB=/b\n"},
+        {"add to section", file, set(L"Workspace", L"AppPath", L"/x"),
+         "; settings\n[Workspace]\n# the folder\nInstallPath = /opt/app\nAppPath=/x\n\n[Mappings]\nA=/a\nB=/b\n"},
+        {"new section", file, set(L"Other", L"K", L"v"), file + "\n[Other]\nK=v\n"},
+        {"delete", file, del(L"Mappings", L"A"),
+         "; settings\n[Workspace]\n# the folder\nInstallPath = /opt/app\n\n[Mappings]\nB=/b\n"},
+        {"unnamed section before the first header", file, set(L"", L"Top", L"1"),
+         "; settings\nTop=1\n[Workspace]\n# the folder\nInstallPath = /opt/app\n\n[Mappings]\nA=/a\nB=/b\n"},
+        {"line ends kept", "[S]\r\nA=1\r\n", set(L"S", L"B", L"2"), "[S]\r\nA=1\r\nB=2\r\n"},
+        {"blanks around a value are quoted", "", set(L"S", L"K", L"  padded "), "[S]\nK=\"  padded \"\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Seed(c.before);
+        EXPECT_EQ(c.change(m_registry.Get()), S_OK);
+        EXPECT_EQ(ReadAll(m_file), c.after);
+    }
+    // The quoted value reads back with its blanks, and a value that is itself
+    // quoted keeps its quotes.
+    std::wstring value;
+    ASSERT_EQ(Get(L"S", L"K", &value), S_OK);
+    EXPECT_EQ(value, L"  padded ");
+    ASSERT_EQ(Set(L"S", L"Q", L"\"quoted\""), S_OK);
+    ASSERT_EQ(Get(L"S", L"Q", &value), S_OK);
+    EXPECT_EQ(value, L"\"quoted\"");
+}
+
+TEST_F(RegistryTest, DeletingAMissingKeyChangesNothing) {
+    Seed("[S]\nA=1\n");
+    EXPECT_EQ(m_registry->DeleteValue(REFLiteral(L"S"), REFLiteral(L"B")), S_FALSE);
+    EXPECT_EQ(m_registry->DeleteValue(REFLiteral(L"T"), REFLiteral(L"A")), S_FALSE);
+    EXPECT_EQ(ReadAll(m_file), "[S]\nA=1\n");
+    EXPECT_FALSE(std::filesystem::exists(m_file.string() + ".tmp")) << "no temporary file is left";
+}
+
+TEST_F(RegistryTest, MalformedFileFailsWithAnExplanationAndIsNeverOverwritten) {
+    const std::vector<std::pair<std::string, std::wstring>> cases = {
+        {"[S]\nA=1\njust words\n", L"line 3"},
+        {"[S\nA=1\n", L"line 1"},
+        {"[S]\n=value\n", L"line 2"},
+        {"[S] extra\n", L"line 1"},
+        {"[]\n", L"line 1"},
+    };
+    for (const auto& [text, where] : cases) {
+        SCOPED_TRACE(text);
+        Seed(text);
+        std::wstring value;
+        EXPECT_EQ(Get(L"S", L"A", &value), E_FAIL);
+        EXPECT_NE(host::RegistryLastError().find(where), std::wstring::npos) << host::ToUtf8(host::RegistryLastError());
+        EXPECT_NE(host::RegistryLastError().find(L"malformed"), std::wstring::npos);
+        EXPECT_EQ(Set(L"S", L"A", L"2"), E_FAIL);
+        IPtr<INamedCollection> section;
+        EXPECT_EQ(m_registry->GetSection(REFLiteral(L"S"), section.Out()), E_FAIL);
+        EXPECT_FALSE(section);
+        EXPECT_EQ(ReadAll(m_file), text);
+    }
+    // The explanation went to the event log once, not once per call.
+    const std::string log = ReadAll(m_dir / "events.log");
+    const std::string first = "line 3";
+    size_t at = log.find(first);
+    EXPECT_NE(at, std::string::npos) << log;
+    EXPECT_EQ(log.find(first, at + 1), std::string::npos) << log;
+}
+
+TEST_F(RegistryTest, MissingFileIsAnEmptyRegistryUntilTheFirstWrite) {
+    std::wstring value;
+    EXPECT_EQ(Get(L"Workspace", L"InstallPath", &value), E_FAIL);
+    IPtr<INamedCollection> section;
+    EXPECT_EQ(m_registry->GetSection(REFLiteral(L"Workspace"), section.Out()), E_FAIL);
+    EXPECT_EQ(host::RegistryLastError(), L"");
+    EXPECT_FALSE(std::filesystem::exists(m_file));
+
+    ASSERT_EQ(Set(L"Workspace", L"InstallPath", L"/opt/app"), S_OK) << "the folder is created";
+    EXPECT_EQ(ReadAll(m_file), "[Workspace]\nInstallPath=/opt/app\n");
+    std::vector<std::string> left;
+    for (const auto& entry : std::filesystem::directory_iterator(m_file.parent_path()))
+        left.push_back(entry.path().filename().string());
+    EXPECT_EQ(left, std::vector<std::string>{"registry.ini"}) << "no temporary file is left";
+}
+
+TEST_F(RegistryTest, SectionIsACollectionOfKeysInFileOrder) {
+    Seed("[Mappings]\nData=/srv/data\nhome=/home/u\n[Other]\nX=1\n[mappings]\nDATA=/ignored\nLast=/l\n[Empty]\n");
+    IPtr<INamedCollection> section;
+    ASSERT_EQ(m_registry->GetSection(REFLiteral(L"MAPPINGS"), section.Out()), S_OK);
+    std::vector<std::pair<std::wstring, std::wstring>> seen;
+    int32_t count = 0;
+    ASSERT_EQ(section->get_Count(&count), S_OK);
+    for (int32_t i = 0; i < count; ++i) {
+        IPtr<IString> name;
+        IPtr<IUnknown> item;
+        ASSERT_EQ(section->get_ItemName(i, name.Out()), S_OK);
+        ASSERT_EQ(section->get_Item(i, item.Out()), S_OK);
+        IPtr<IString> value = item.Query<IString>(IID_IString);
+        ASSERT_TRUE(value) << "values are strings";
+        seen.emplace_back(host::ToWide(name.Get()), host::ToWide(value.Get()));
+    }
+    const std::vector<std::pair<std::wstring, std::wstring>> expected = {
+        {L"Data", L"/srv/data"}, {L"home", L"/home/u"}, {L"Last", L"/l"}};
+    EXPECT_EQ(seen, expected);
+    int32_t index = -1;
+    EXPECT_EQ(section->get_Index(host::MakeString(L"HOME").Get(), &index), S_OK);
+    EXPECT_EQ(index, 1);
+
+    IPtr<INamedCollection> empty;
+    ASSERT_EQ(m_registry->GetSection(REFLiteral(L"Empty"), empty.Out()), S_OK);
+    empty->get_Count(&count);
+    EXPECT_EQ(count, 0);
+}
+
+TEST_F(RegistryTest, GetValueCutsToTheCallersBuffer) {
+    Seed("[S]\nK=abcdef\n");
+    struct Case {
+        int32_t capacity;
+        const wchar_t* expected;
+    };
+    for (const Case& c : {Case{1, L""}, Case{2, L"a"}, Case{4, L"abc"}, Case{6, L"abcde"}, Case{7, L"abcdef"},
+                          Case{100, L"abcdef"}}) {
+        SCOPED_TRACE(c.capacity);
+        std::vector<wchar_t> buffer(static_cast<size_t>(c.capacity) + 1, L'#');
+        EXPECT_EQ(m_registry->GetValue(REFLiteral(L"S"), REFLiteral(L"K"), buffer.data(), c.capacity), S_OK);
+        EXPECT_STREQ(buffer.data(), c.expected);
+        EXPECT_EQ(buffer[static_cast<size_t>(c.capacity)], L'#') << "nothing written past the capacity";
+    }
+    wchar_t one[1] = {L'#'};
+    EXPECT_EQ(m_registry->GetValue(REFLiteral(L"S"), REFLiteral(L"K"), one, 0), E_INVALIDARG);
+    EXPECT_EQ(m_registry->GetValue(REFLiteral(L"S"), REFLiteral(L"K"), nullptr, 10), E_POINTER);
+}
+
+TEST_F(RegistryTest, NamesAndValuesThatCannotBeStoredAreRefused) {
+    Seed("[S]\nA=1\n");
+    const std::vector<std::tuple<const wchar_t*, const wchar_t*, const wchar_t*>> cases = {
+        {L"S", L"a=b", L"1"}, {L"S", L"", L"1"},       {L"S", L"[k", L"1"},   {L"S", L";k", L"1"},
+        {L"S", L" k", L"1"},  {L"S]", L"k", L"1"},     {L"S", L"k", L"a\nb"}, {L" S", L"k", L"1"},
+    };
+    for (const auto& [section, key, value] : cases) {
+        SCOPED_TRACE(host::ToUtf8(std::wstring(section) + L"/" + key));
+        EXPECT_EQ(Set(section, key, value), E_INVALIDARG);
+        EXPECT_FALSE(host::RegistryLastError().empty());
+    }
+    EXPECT_EQ(ReadAll(m_file), "[S]\nA=1\n");
+}
+
+TEST_F(RegistryTest, ConcurrentWritersLoseNoKeys) {
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 4; ++t) {
+        writers.emplace_back([t] {
+            IPtr<IRegistryEx> registry = NewRegistry();
+            for (int i = 0; i < 10; ++i) {
+                std::wstring key = L"K" + std::to_wstring(t) + L"_" + std::to_wstring(i);
+                registry->SetValue(REFLiteral(L"S"), REFLiteral(key.c_str()), REFLiteral(L"v"));
+            }
+        });
+    }
+    for (std::thread& writer : writers) writer.join();
+    IPtr<INamedCollection> section;
+    ASSERT_EQ(m_registry->GetSection(REFLiteral(L"S"), section.Out()), S_OK);
+    int32_t count = 0;
+    section->get_Count(&count);
+    EXPECT_EQ(count, 40);
+}
+
+TEST(RegistryPathTest, FollowsTheEnvironment) {
+    struct Case {
+        const char* registry;
+        const char* config;
+        const char* home;
+        std::string expected;
+    };
+    const std::vector<Case> cases = {
+        {"/x/reg.ini", "/cfg", "/home/u", "/x/reg.ini"},
+        {nullptr, "/cfg", "/home/u", "/cfg/shadow/registry.ini"},
+        {"", "", "/home/u", "/home/u/.config/shadow/registry.ini"},
+        {nullptr, nullptr, nullptr, ""},
+    };
+    for (const Case& c : cases) {
+        ScopedEnv registry("SHADOW_REGISTRY", c.registry), config("XDG_CONFIG_HOME", c.config), home("HOME", c.home);
+        EXPECT_EQ(host::RegistryPath(), c.expected);
+    }
+}
+
+} // namespace

@@ -1,0 +1,145 @@
+// Temporary trees, a recording line display and a Shadow component for the
+// mirroring tests. Host services come from the module's stand-alone
+// bootstrap (./_binARM64/CollectionsEx.so under the build folder).
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "components/ShadowImpl.h"
+#include "core/Helpers.h"
+
+namespace fs = std::filesystem;
+
+inline std::wstring Wide(const std::string& utf8) {
+    IPtr<IString> s = IPtr<IString>::Adopt(ISCreate(utf8.c_str(), static_cast<int>(utf8.size())));
+    CREFString view(s.Get());
+    return std::wstring(view.m_pString ? view.m_pString : L"", static_cast<size_t>(view.m_Length));
+}
+
+inline IPtr<IString> HostString(const std::string& utf8) {
+    return IPtr<IString>::Adopt(ISCreate(utf8.c_str(), static_cast<int>(utf8.size())));
+}
+
+inline std::string Narrow(IString* text) {
+    CREFString view(text);
+    int length = 0;
+    std::unique_ptr<char[]> bytes(_IS2A(view, &length));
+    return std::string(bytes.get(), static_cast<size_t>(length));
+}
+
+// A line display that keeps every line and may act on one.
+class RecordingDisplay final : public IUILineDisplayable {
+public:
+    struct Line {
+        std::string title, text;
+        uint32_t kind;
+    };
+
+    HRESULT QueryInterface(const IID& iid, void** out) override {
+        if (iid == IID_IUnknown || iid == IID_IUILineDisplayable) {
+            *out = static_cast<IUILineDisplayable*>(this);
+            AddRef();
+            return S_OK;
+        }
+        *out = nullptr;
+        return E_NOINTERFACE;
+    }
+    uint32_t AddRef() override { return ++m_refs; }
+    uint32_t Release() override { return --m_refs; } // lives on the test's stack
+
+    HRESULT DisplayLine(IString* title, IString* text, uint32_t kind) override {
+        Line line{Narrow(title), Narrow(text), kind};
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_lines.push_back(line);
+        }
+        if (onLine) onLine(line);
+        return S_OK;
+    }
+
+    std::vector<Line> Lines() {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return m_lines;
+    }
+    bool Has(const std::string& text, uint32_t kind) {
+        for (const Line& l : Lines())
+            if (l.text == text && l.kind == kind) return true;
+        return false;
+    }
+    size_t CountStarting(const std::string& prefix) {
+        size_t n = 0;
+        for (const Line& l : Lines()) n += l.text.rfind(prefix, 0) == 0;
+        return n;
+    }
+
+    std::function<void(const Line&)> onLine;
+
+private:
+    std::atomic<uint32_t> m_refs{1};
+    std::mutex m_mutex;
+    std::vector<Line> m_lines;
+};
+
+class MirrorTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        root = fs::temp_directory_path() / ("shadow-mirror-" + std::to_string(::getpid()) + "-" +
+                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(root);
+        fs::create_directories(root);
+        src = root / "src";
+        dst = root / "dst";
+        fs::create_directories(src);
+        ASSERT_EQ(S_OK, CObject<CShadow>::_CreateInstance(nullptr, &IID_IShadow, shadow.OutVoid()));
+        ASSERT_TRUE(shadow);
+    }
+    void TearDown() override {
+        shadow.Release();
+        fs::remove_all(root);
+    }
+
+    static void Write(const fs::path& path, const std::string& content) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << content;
+    }
+    static std::string Read(const fs::path& path) {
+        std::ifstream in(path, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }
+    static void SetTime(const fs::path& path, fs::file_time_type when) { fs::last_write_time(path, when); }
+
+    // One direct mirroring run with explicit settings.
+    HRESULT Mirror(bool copyNewOnly, bool subFolders, bool clean, RecordingDisplay* display = nullptr) {
+        return shadow->Shadow(HostString(src).Get(), HostString(dst).Get(), copyNewOnly, subFolders, clean,
+                              display);
+    }
+    static IPtr<IString> HostString(const fs::path& path) { return ::HostString(path.string()); }
+
+    std::pair<int32_t, double> CopyStatistics() {
+        int32_t files = -1;
+        double bytes = -1;
+        shadow->GetCopyStatistics(&files, &bytes);
+        return {files, bytes};
+    }
+    std::pair<int32_t, double> DeleteStatistics() {
+        int32_t files = -1;
+        double bytes = -1;
+        shadow->GetDeleteStatistics(&files, &bytes);
+        return {files, bytes};
+    }
+
+    fs::path root, src, dst;
+    IPtr<IShadow> shadow;
+};

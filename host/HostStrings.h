@@ -1,0 +1,30 @@
+// Small helpers of the host runtime for making and reading host strings and
+// variants, and the UTF-8 conversion that the host uses for file names and
+// file contents.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "sdk/Framework.h"
+
+namespace host {
+
+// A new host string holding `text`.
+IPtr<IString> MakeString(std::wstring_view text);
+
+// A new, empty, changeable host string.
+IPtr<ICreatableString> NewString();
+
+// The text of a host string; empty for null.
+std::wstring ToWide(IString* text);
+
+// A new, empty host variant.
+IPtr<IVariant> NewVariant();
+
+// Standard UTF-8. Code points that cannot be encoded (surrogates, values
+// above 0x10FFFF) and malformed input bytes become U+FFFD.
+std::string ToUtf8(std::wstring_view text);
+std::wstring FromUtf8(std::string_view text);
+
+} // namespace host

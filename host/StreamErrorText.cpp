@@ -1,0 +1,20 @@
+#include "host/StreamErrorText.h"
+
+#include "host/HostStrings.h"
+
+namespace host {
+
+const IID& StreamErrorTextIID() {
+    static const IID iid = __IIDOfc("IStreamErrorText");
+    return iid;
+}
+
+std::wstring StreamErrorText(IUnknown* stream) {
+    IPtr<IStreamErrorText> errors = QueryAs<IStreamErrorText>(stream, StreamErrorTextIID());
+    if (!errors) return {};
+    IPtr<IString> text;
+    if (FAILED(errors->get_ErrorText(text.Out()))) return {};
+    return ToWide(text.Get());
+}
+
+} // namespace host

@@ -77,12 +77,12 @@ scenario() { # name tool
       changed1)
         [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
         sleep 0.01
-        find "$src/flat" -name '*.txt' | head -n "$((small / 100))" | while read -r f; do echo "changed $r" >> "$f"; done
+        find "$src/flat" -name '*.txt' | awk -v n="$((small / 100))" 'NR <= n' | while read -r f; do echo "changed $r" >> "$f"; done
         times+=("$(time_cmd "$tool" "$dst")") ;;
       clean10)
         rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
         local removed=$work/removed; rm -rf "$removed"; mkdir -p "$removed"
-        find "$src/flat" -name '*.txt' | head -n "$((small / 10))" | while read -r f; do mv "$f" "$removed/"; done
+        find "$src/flat" -name '*.txt' | awk -v n="$((small / 10))" 'NR <= n' | while read -r f; do mv "$f" "$removed/"; done
         times+=("$(time_cmd "$tool" "$dst" --clean)")
         mv "$removed"/* "$src/flat/" ;;
     esac

@@ -66,6 +66,17 @@ void CParametersCore::Grow() {
     m_Capacity = static_cast<int32_t>(capacity);
 }
 
+namespace {
+// Gives the caller a new reference on a held interface; E_FAIL when none is held.
+template <class T>
+HRESULT HandOut(const IPtr<T>& held, T** out) {
+    if (!held) return E_FAIL;
+    held->AddRef();
+    *out = held.Get();
+    return S_OK;
+}
+} // namespace
+
 HRESULT CParametersCore::AddNOLOCK(IString* name, IUnknown* value, IUnknown* descriptor, int32_t flags) {
     IPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant);
     if (!variant) {
@@ -158,11 +169,7 @@ HRESULT CParametersCore::get_ItemNameNOLOCK(int32_t index, IString** name) {
     if (!name) return E_POINTER;
     *name = nullptr;
     if (!IsValidIndex(index)) return E_INVALIDARG;
-    IString* held = m_pItems[index]->m_pName.Get();
-    if (!held) return E_FAIL;
-    held->AddRef();
-    *name = held;
-    return S_OK;
+    return HandOut(m_pItems[index]->m_pName, name);
 }
 
 HRESULT CParametersCore::IndexOfName(const tagREFString& name, int32_t* index) const {
@@ -250,11 +257,7 @@ HRESULT CParametersCore::get_ItemDescriptorNOLOCK(int32_t index, IUnknown** desc
     if (!descriptor) return E_POINTER;
     *descriptor = nullptr;
     if (!IsValidIndex(index)) return E_INVALIDARG;
-    IUnknown* held = m_pItems[index]->m_pDescriptor.Get();
-    if (!held) return E_FAIL;
-    held->AddRef();
-    *descriptor = held;
-    return S_OK;
+    return HandOut(m_pItems[index]->m_pDescriptor, descriptor);
 }
 
 HRESULT CParametersCore::put_ItemDescriptorNOLOCK(int32_t index, IUnknown* descriptor) {

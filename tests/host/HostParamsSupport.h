@@ -7,19 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "HostTestSupport.h"
 #include "host/GlobalComponentCollection.h"
 #include "host/HostStrings.h"
 
 namespace paramstest {
 
-// A component made by name through the global component collection.
-template <class I>
-IPtr<I> Make(const wchar_t* component, const IID& iid) {
-    IPtr<I> object;
-    EXPECT_EQ(host::GlobalCollection()->CreateComponent(REFLiteral(component), &iid, object.OutVoid()), S_OK)
-        << host::ToUtf8(component);
-    return object;
-}
+using hosttest::Make;
 
 inline IPtr<IParametersCreatable> NewParameters() {
     return Make<IParametersCreatable>(L"ParametersCreatable", IID_IParametersCreatable);

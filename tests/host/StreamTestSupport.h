@@ -8,21 +8,14 @@
 #include <sstream>
 #include <string>
 
+#include "HostTestSupport.h"
 #include "host/GlobalComponentCollection.h"
 #include "host/HostStrings.h"
 #include "host/StreamErrorText.h"
 
 namespace streamtest {
 
-// A component made by name through the global component collection, as the
-// module makes its host services.
-template <class I>
-IPtr<I> Make(const wchar_t* component, const IID& iid) {
-    IPtr<I> object;
-    EXPECT_EQ(host::GlobalCollection()->CreateComponent(REFLiteral(component), &iid, object.OutVoid()), S_OK)
-        << host::ToUtf8(component);
-    return object;
-}
+using hosttest::Make;
 
 inline tagREFString View(const std::wstring& text) {
     return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};

@@ -11,6 +11,13 @@ HRESULT CreatableString::GetString(tagREFString* view) {
     return S_OK;
 }
 
+HRESULT FixedString::GetString(tagREFString* view) {
+    if (!view) return E_POINTER;
+    view->m_Length = static_cast<int32_t>(m_text.size());
+    view->m_pString = m_text.data();
+    return S_OK;
+}
+
 HRESULT CreatableString::SetString(const wchar_t* text, int32_t length) {
     if (!text) {
         m_text.clear();

@@ -24,6 +24,19 @@ private:
     std::wstring m_text;
 };
 
+// A host string whose text never changes once made: it answers IString
+// only. Collections name their items with these, so the text they index
+// cannot be changed under them through a name they handed out.
+class FixedString final : public HostObject<IString> {
+public:
+    explicit FixedString(std::wstring text) : m_text(std::move(text)) {}
+
+    HRESULT GetString(tagREFString* view) override;
+
+private:
+    std::wstring m_text; // never changed after construction
+};
+
 HRESULT CreateCreatableString(const IID* iid, void** out);
 
 } // namespace host

@@ -1,5 +1,6 @@
 #include "host/HostStrings.h"
 
+#include "host/ComponentRegistry.h"
 #include "host/CreatableString.h"
 #include "host/Variant.h"
 
@@ -32,6 +33,12 @@ IPtr<IString> MakeString(std::wstring_view text) {
     IPtr<ICreatableString> s = NewString();
     s->SetString(text.data(), static_cast<int32_t>(text.size()));
     return IPtr<IString>(s.Get());
+}
+
+IPtr<IString> MakeFixedString(std::wstring_view text) {
+    IPtr<IString> s;
+    CreateHostComponent<FixedString>(&IID_IString, s.OutVoid(), std::wstring(text));
+    return s;
 }
 
 IPtr<ICreatableString> NewString() {

@@ -13,6 +13,9 @@ namespace host {
 // A new host string holding `text`.
 IPtr<IString> MakeString(std::wstring_view text);
 
+// A new host string holding `text` for good: it cannot be changed.
+IPtr<IString> MakeFixedString(std::wstring_view text);
+
 // A new, empty, changeable host string.
 IPtr<ICreatableString> NewString();
 

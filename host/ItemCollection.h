@@ -16,39 +16,29 @@
 //     is that object, then the item whose descriptor is that object.
 // Duplicate names are allowed; a lookup finds the first.
 //
-// Names given as IString are copied, so a caller changing its string later
-// does not change the item's name. An item added without a name (null key)
+// Names given as IString are copied into strings that cannot be changed, so
+// neither the caller's string nor a name handed out by get_ItemName can
+// change an item's name (the index refers to the names' own text). An item added without a name (null key)
 // has none: get_ItemName answers E_FAIL for it.
 #pragma once
 
 #include <atomic>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "host/HostObject.h"
 #include "host/HostStrings.h"
+#include "host/NameIndex.h"
 #include "host/OwnedLock.h"
 
 namespace host {
 
-enum class NameMatch { AsciiCaseBlind, Exact };
-
-// The key under which a name is indexed in the given mode.
-inline std::wstring NameKey(std::wstring_view name, NameMatch match) {
-    std::wstring key(name);
-    if (match == NameMatch::AsciiCaseBlind)
-        for (wchar_t& c : key)
-            if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c + 32);
-    return key;
-}
-
 template <class... Extra>
 class ItemCollectionImpl : public HostObject<ISuperCollection, Extra...> {
 public:
-    explicit ItemCollectionImpl(NameMatch match = NameMatch::AsciiCaseBlind) : m_match(match) {}
+    explicit ItemCollectionImpl(NameMatch match = NameMatch::AsciiCaseBlind) : m_byName(match) {}
 
     // ---- ISimpleCollection
     HRESULT get_Count(int32_t* count) override {
@@ -75,7 +65,7 @@ public:
             *index = -1;
             return E_INVALIDARG;
         }
-        if (IPtr<IString> name = QueryAs<IString>(key, IID_IString)) return IndexOfName(ToWide(name.Get()), index);
+        if (IPtr<IString> name = QueryAs<IString>(key, IID_IString)) return IndexOfName(TextOf(name.Get()), index);
         if (IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant)) {
             if (variant->IsNumber()) {
                 int32_t number = 0;
@@ -86,7 +76,7 @@ public:
             if (variant->IsString()) {
                 IPtr<IString> name;
                 variant->get_String(name.Out());
-                return IndexOfName(ToWide(name.Get()), index);
+                return IndexOfName(TextOf(name.Get()), index);
             }
             if (variant->IsObject()) {
                 IPtr<IUnknown> object;
@@ -111,11 +101,12 @@ public:
     // A null name removes the item's name. Duplicates are not checked.
     HRESULT Rename(int32_t index, IString* name) override {
         IPtr<IString> copy;
-        if (name) copy = MakeString(ToWide(name));
+        if (name) copy = MakeFixedString(TextOf(name));
         OwnedLockGuard guard(m_lock);
         if (!ValidIndex(index)) return E_INVALIDARG;
         Entry& entry = m_items[static_cast<size_t>(index)];
-        entry.key = copy ? NameKey(ToWide(copy.Get()), m_match) : std::wstring();
+        entry.text = TextOf(copy.Get());
+        entry.hash = m_byName.Hash(entry.text);
         std::swap(entry.name, copy);
         m_indexStale = true;
         return S_OK;
@@ -149,7 +140,7 @@ public:
                 if (!variant || !variant->IsString()) return E_INVALIDARG;
                 variant->get_String(name.Out());
             }
-            name = MakeString(ToWide(name.Get()));
+            name = MakeFixedString(TextOf(name.Get()));
         }
         Append(std::move(name), item, descriptor, flags);
         return S_OK;
@@ -190,7 +181,13 @@ public:
     // ---- helpers for host code
     // Appends an item named `name` and returns its index.
     int32_t AppendItem(std::wstring_view name, IUnknown* item, IUnknown* descriptor = nullptr, int32_t flags = 0) {
-        return Append(MakeString(name), item, descriptor, flags);
+        return Append(MakeFixedString(name), item, descriptor, flags);
+    }
+    // Makes room for `count` items in all, for a caller about to append many.
+    void ReserveItems(size_t count) {
+        OwnedLockGuard guard(m_lock);
+        m_items.reserve(count);
+        if (!m_indexStale) m_byName.Reserve(count);
     }
     int32_t ItemCount() {
         OwnedLockGuard guard(m_lock);
@@ -218,23 +215,21 @@ public:
     // The index of the first item of this name, or -1.
     int32_t FindName(std::wstring_view name) {
         if (name.empty()) return -1;
-        const std::wstring key = NameKey(name, m_match);
         OwnedLockGuard guard(m_lock);
         if (m_indexStale) RebuildIndex();
-        auto found = m_byName.find(key);
-        return found == m_byName.end() ? -1 : found->second;
+        return m_byName.Find(name, NameOf());
     }
     void ClearItems() {
         std::vector<Entry> removed;
         {
             OwnedLockGuard guard(m_lock);
             removed.swap(m_items);
-            m_byName.clear();
+            m_byName.Clear();
             m_indexStale = false;
         }
         // `removed` drops the references outside the lock.
     }
-    NameMatch Matching() const { return m_match; }
+    NameMatch Matching() const { return m_byName.Matching(); }
 
 protected:
     ~ItemCollectionImpl() override = default;
@@ -242,7 +237,8 @@ protected:
 private:
     struct Entry {
         IPtr<IString> name;      // null: no name
-        std::wstring key;        // the name as indexed; empty is never indexed
+        std::wstring_view text;  // the name's text, held by `name`; empty is never indexed
+        uint32_t hash = 0;       // of `text`, under the collection's matching
         IPtr<IUnknown> item;
         IUnknown* identity = nullptr; // the item's IUnknown, for object keys
         IPtr<IUnknown> descriptor;
@@ -259,7 +255,8 @@ private:
 
     int32_t Append(IPtr<IString> name, IUnknown* item, IUnknown* descriptor, int32_t flags) {
         Entry entry;
-        if (name) entry.key = NameKey(ToWide(name.Get()), m_match);
+        entry.text = TextOf(name.Get());
+        entry.hash = m_byName.Hash(entry.text);
         entry.name = std::move(name);
         entry.item.Reset(item);
         entry.identity = IdentityOf(item);
@@ -270,20 +267,33 @@ private:
         const int32_t index = static_cast<int32_t>(m_items.size());
         // The index keeps the first item of a name, so appending never
         // changes an existing entry of it.
-        if (!m_indexStale && !entry.key.empty()) m_byName.emplace(entry.key, index);
+        const bool named = !entry.text.empty();
         m_items.push_back(std::move(entry));
+        if (!m_indexStale && named) m_byName.Insert(index, m_items.back().hash, NameOf());
         return index;
     }
 
     void RebuildIndex() {
-        m_byName.clear();
-        m_byName.reserve(m_items.size());
+        m_byName.Clear();
+        m_byName.Reserve(m_items.size());
         for (size_t i = 0; i < m_items.size(); ++i)
-            if (!m_items[i].key.empty()) m_byName.emplace(m_items[i].key, static_cast<int32_t>(i));
+            if (!m_items[i].text.empty()) m_byName.Insert(static_cast<int32_t>(i), m_items[i].hash, NameOf());
         m_indexStale = false;
     }
 
-    HRESULT IndexOfName(const std::wstring& name, int32_t* index) {
+    // The text of a host string, valid while the string lives unchanged;
+    // empty for null.
+    static std::wstring_view TextOf(IString* name) {
+        tagREFString view{0, nullptr};
+        if (!name || FAILED(name->GetString(&view)) || view.m_Length <= 0 || !view.m_pString) return {};
+        return std::wstring_view(view.m_pString, static_cast<size_t>(view.m_Length));
+    }
+
+    auto NameOf() const {
+        return [this](int32_t i) { return m_items[static_cast<size_t>(i)].text; };
+    }
+
+    HRESULT IndexOfName(std::wstring_view name, int32_t* index) {
         *index = FindName(name);
         return *index >= 0 ? S_OK : E_FAIL;
     }
@@ -313,11 +323,10 @@ private:
         return E_FAIL;
     }
 
-    const NameMatch m_match;
     OwnedLock m_lock;
     std::atomic<int32_t> m_locked{0};
     std::vector<Entry> m_items;
-    std::unordered_map<std::wstring, int32_t> m_byName;
+    NameIndex m_byName;
     bool m_indexStale = false;
 };
 

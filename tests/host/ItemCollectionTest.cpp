@@ -164,6 +164,8 @@ TEST(ItemCollection, AddTakesStringKeysAndCopiesThem) {
     IPtr<IString> got;
     ASSERT_EQ(c->get_ItemName(0, got.Out()), S_OK);
     EXPECT_EQ(host::ToWide(got.Get()), L"Page");
+    // Nor can a name handed out be changed: the index reads its text.
+    EXPECT_FALSE(got.Query<ICreatableString>(IID_ICreatableString));
     EXPECT_EQ(c->get_ItemName(2, got.Out()), E_FAIL); // added without a name
     EXPECT_FALSE(got);
     int32_t flags = 0;

@@ -11,6 +11,7 @@ HRESULT ComponentString::SetField(int32_t field, tagREFString text) {
     std::wstring value = text.m_Length > 0 ? std::wstring(text.m_pString, static_cast<size_t>(text.m_Length))
                                            : std::wstring();
     std::lock_guard<std::mutex> lock(m_mutex);
+    m_builtIn = nullptr;
     switch (field) {
     case COMPONENT_FIELD_NAME: m_name.swap(value); return S_OK;
     case COMPONENT_FIELD_MODULE: m_module.swap(value); return S_OK;
@@ -34,17 +35,20 @@ HRESULT ComponentString::GetField(int32_t field, tagREFString* text) {
 HRESULT ComponentString::CreateInstance(const IID* iid, void** out) {
     if (!out) return E_POINTER;
     *out = nullptr;
+    HostCreator builtIn = nullptr;
     std::wstring name, module;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        name = m_name;
-        module = m_module;
+        if (!m_builtIn && !m_name.empty() && IsHostModuleName(m_module))
+            m_builtIn = FindHostComponent(tagREFString{static_cast<int32_t>(m_name.size()), m_name.data()});
+        builtIn = m_builtIn;
+        if (!builtIn) {
+            name = m_name;
+            module = m_module;
+        }
     }
-    if (name.empty()) return E_FAIL;
-    if (IsHostModuleName(module)) {
-        HostCreator creator = FindHostComponent(tagREFString{static_cast<int32_t>(name.size()), name.data()});
-        return creator ? creator(iid, out) : E_FAIL;
-    }
+    if (builtIn) return builtIn(iid, out);
+    if (name.empty() || IsHostModuleName(module)) return E_FAIL;
     CreatorFunction creator = ModuleCreator(module, name, GlobalCollection());
     if (!creator) return E_FAIL;
     // Module creators take a changeable identifier; hand them a copy.

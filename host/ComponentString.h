@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 
+#include "host/ComponentRegistry.h"
 #include "host/HostObject.h"
 
 namespace host {
@@ -29,6 +30,10 @@ private:
     std::mutex m_mutex;
     std::wstring m_name;
     std::wstring m_module;
+    // The creator of a built-in component, found on first use and kept until
+    // a field changes: host code makes strings by the thousand through one
+    // component string.
+    HostCreator m_builtIn = nullptr;
 };
 
 IPtr<IComponentString> NewComponentString(std::wstring name, std::wstring module);

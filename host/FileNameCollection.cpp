@@ -195,6 +195,7 @@ HRESULT FileNameCollection::Scan() {
     // reader sees either the old or the whole new one.
     CollectionHold hold(*this);
     ClearItems();
+    ReserveItems(listed.size());
     for (const FileEntryData& data : listed) {
         IPtr<IFileArchive> entry;
         HRESULT hr = CreateHostComponent<FileEntry>(&IID_IFileArchive, entry.OutVoid(), shared, data);

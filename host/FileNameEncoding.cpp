@@ -62,6 +62,15 @@ std::wstring FileNameToWide(std::string_view bytes) {
 }
 
 void AppendFileNameBytes(std::wstring_view text, std::string& out) {
+    // Runs of ASCII, the usual case for paths, are copied in one go.
+    size_t ascii = 0;
+    while (ascii < text.size() && static_cast<uint32_t>(text[ascii]) < 0x80) ++ascii;
+    if (ascii > 0) {
+        const size_t start = out.size();
+        out.resize(start + ascii);
+        for (size_t i = 0; i < ascii; ++i) out[start + i] = static_cast<char>(text[i]);
+        text.remove_prefix(ascii);
+    }
     for (wchar_t w : text) {
         auto cp = static_cast<uint32_t>(w);
         if (cp >= 0xDC80 && cp <= 0xDCFF) {

@@ -2,45 +2,43 @@
 // thread that does not hold it can be refused instead of corrupting the lock.
 #pragma once
 
-#include <condition_variable>
+#include <atomic>
 #include <mutex>
 #include <thread>
 
 namespace host {
 
+// The owner is published in an atomic: a thread reads back its own id only
+// if it stored it itself, so the check needs no second lock. The depth is
+// touched by the owner alone.
 class OwnedLock final {
 public:
     void Lock() {
         const std::thread::id self = std::this_thread::get_id();
-        std::unique_lock<std::mutex> guard(m_mutex);
-        if (m_depth > 0 && m_owner == self) {
+        if (m_owner.load(std::memory_order_relaxed) == self) {
             ++m_depth;
             return;
         }
-        m_free.wait(guard, [this] { return m_depth == 0; });
-        m_owner = self;
+        m_mutex.lock();
+        m_owner.store(self, std::memory_order_relaxed);
         m_depth = 1;
     }
     // False (and nothing changed) when the calling thread does not hold it.
     bool Unlock() {
-        std::unique_lock<std::mutex> guard(m_mutex);
-        if (m_depth == 0 || m_owner != std::this_thread::get_id()) return false;
+        if (!HeldByCurrentThread()) return false;
         if (--m_depth == 0) {
-            m_owner = std::thread::id();
-            guard.unlock();
-            m_free.notify_one();
+            m_owner.store(std::thread::id(), std::memory_order_relaxed);
+            m_mutex.unlock();
         }
         return true;
     }
-    bool HeldByCurrentThread() {
-        std::lock_guard<std::mutex> guard(m_mutex);
-        return m_depth > 0 && m_owner == std::this_thread::get_id();
+    bool HeldByCurrentThread() const {
+        return m_owner.load(std::memory_order_relaxed) == std::this_thread::get_id();
     }
 
 private:
     std::mutex m_mutex;
-    std::condition_variable m_free;
-    std::thread::id m_owner;
+    std::atomic<std::thread::id> m_owner{};
     int m_depth = 0;
 };
 

@@ -110,8 +110,9 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
     // before the permissions are given.
     if (written == 0) return E_FAIL;
 
-    struct stat status {};
-    if (::stat(from.get(), &status) == 0) ::fchmod(out.Get(), status.st_mode & 07777);
+    // The permissions of the file just read (its status from the open
+    // descriptor, so no second path lookup).
+    ::fchmod(out.Get(), sourceStatus.st_mode & 07777);
     return S_OK;
 }
 

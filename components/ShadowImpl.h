@@ -9,6 +9,7 @@
 #include <atomic>
 
 #include "components/FileStatistics.h"
+#include "components/SideThread.h"
 #include "module/Object.h"
 #include "parameters/InputParametersImpl.h"
 #include "step/StepImpl.h"
@@ -82,4 +83,10 @@ private:
     CFileStatistics m_CopyStatistics;
     IPtr<IString> m_Title;
     std::atomic<int16_t> m_Executing{0};
+    // Lists the destination while the pass lists the source: on a re-run
+    // with little to copy, listing is nearly all of the work.
+    SideThread m_Lister;
+    // The size of the last destination listing of files [0] and of folders
+    // [1]; the first of each is handed off.
+    std::atomic<int32_t> m_LastListingSize[2] = {INT32_MAX, INT32_MAX};
 };

@@ -168,4 +168,42 @@ INSTANTIATE_TEST_SUITE_P(
                  L"Copied  1 Files (5120.00      Gbytes) on /x "},
         InfoCase{0, 0, L"Deleted", L"", L"Deleted 0 Files (0             bytes) on  "}));
 
+// Folders large enough that their destination is listed on the side thread,
+// several levels deep, with a mix of new, changed, unchanged and stale files.
+TEST_F(MirrorTest, LargeFoldersMirrorExactlyWhenListedSideBySide) {
+    constexpr int kFiles = 40;
+    fs::path level = src;
+    for (int depth = 0; depth < 4; ++depth) {
+        for (int i = 0; i < kFiles; ++i) Write(level / ("f" + std::to_string(i) + ".txt"), std::to_string(depth * i));
+        level /= "sub" + std::to_string(depth);
+    }
+    ASSERT_EQ(S_OK, Mirror(true, true, false));
+    EXPECT_EQ(4 * kFiles, CopyStatistics().first);
+
+    // Unchanged: nothing is copied again (the statistics add up over runs).
+    ASSERT_EQ(S_OK, Mirror(true, true, false));
+    EXPECT_EQ(4 * kFiles, CopyStatistics().first);
+
+    // One newer file per level and one stale file per level.
+    level = src;
+    fs::path mirror = dst;
+    for (int depth = 0; depth < 4; ++depth) {
+        Write(level / "f7.txt", "changed");
+        SetTime(level / "f7.txt", fs::file_time_type::clock::now() + std::chrono::hours(1));
+        Write(mirror / "stale.txt", "xx");
+        level /= "sub" + std::to_string(depth);
+        mirror /= "sub" + std::to_string(depth);
+    }
+    ASSERT_EQ(S_OK, Mirror(true, true, true));
+    EXPECT_EQ(4 * kFiles + 4, CopyStatistics().first);
+    EXPECT_EQ(std::make_pair(4, 8.0), DeleteStatistics());
+    mirror = dst;
+    for (int depth = 0; depth < 4; ++depth) {
+        EXPECT_EQ("changed", Read(mirror / "f7.txt"));
+        EXPECT_FALSE(fs::exists(mirror / "stale.txt"));
+        EXPECT_EQ(std::to_string(depth * 3), Read(mirror / "f3.txt"));
+        mirror /= "sub" + std::to_string(depth);
+    }
+}
+
 } // namespace

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -121,13 +122,19 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
     StepOutcome outcome;
     outcome.status = step->TurnOn();
     bool turnedOff = false;
+    // The step offers no completion wait, so it is polled: often at first,
+    // so a short run is not stretched by the poll, then less often. The end
+    // is noticed within 1% of the running time (1 to 10 ms).
+    const auto started = std::chrono::steady_clock::now();
     while (step->IsRunning()) {
         if (interrupts.Requested() && !turnedOff) {
             turnedOff = true;
             step->TurnOff();
             continue;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        const auto running = std::chrono::steady_clock::now() - started;
+        std::this_thread::sleep_for(std::clamp<std::chrono::steady_clock::duration>(
+            running / 100, std::chrono::milliseconds(1), std::chrono::milliseconds(10)));
     }
     outcome.interrupted = interrupts.Requested();
     return outcome;

@@ -24,23 +24,26 @@ while (($#)); do
 done
 
 bash scripts/deps.sh --bench
-cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
-cmake --build build -j "$(nproc)" --target shadow >/dev/null
-shadow=$PWD/build/shadow
+# A build of its own, optimised, so the test build is left as it is.
+cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build-bench -j "$(nproc)" --target shadow >/dev/null
+shadow=$PWD/build-bench/shadow
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/shadow-bench.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 src=$work/src
 
-# The tree: many small files in a deep chain and in a flat folder, and a
-# few large files.
+# The tree: many small files in deep chains of folders and in one flat
+# folder, and a few large files.
 make_tree() {
   mkdir -p "$src/flat"
   local i d
   for ((i = 0; i < small / 2; i++)); do printf 'flat file %d\n' "$i" > "$src/flat/f$i.txt"; done
-  d=$src/deep
+  # Chains ten folders deep, 50 files a folder: deep enough to weigh path
+  # lengths, as deep as real trees get.
   for ((i = 0; i < small / 2; i++)); do
-    if ((i % 50 == 0)); then d=$d/level$((i / 50)); mkdir -p "$d"; fi
+    if ((i % 500 == 0)); then d=$src/deep/chain$((i / 500)); fi
+    if ((i % 50 == 0)); then d=$d/level$((i / 50 % 10)); mkdir -p "$d"; fi
     printf 'deep file %d\n' "$i" > "$d/f$i.txt"
   done
   mkdir -p "$src/large"
@@ -65,39 +68,44 @@ time_cmd() {
 }
 
 declare -A result
-scenario() { # name tool
-  local name=$1 tool=$2 r times=() dst
+# one_run NAME TOOL R: one timed run of a scenario with one tool.
+one_run() {
+  local name=$1 tool=$2 r=$3 dst=$work/dst-$2
+  case $name in
+    first) rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" ;;
+    unchanged)
+      [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
+      time_cmd "$tool" "$dst" ;;
+    changed1)
+      [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
+      sleep 0.01
+      find "$src/flat" -name '*.txt' | awk -v n="$((small / 100))" 'NR <= n' | while read -r f; do echo "changed $r $tool" >> "$f"; done
+      time_cmd "$tool" "$dst" ;;
+    clean10)
+      rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
+      local removed=$work/removed; rm -rf "$removed"; mkdir -p "$removed"
+      find "$src/flat" -name '*.txt' | awk -v n="$((small / 10))" 'NR <= n' | while read -r f; do mv "$f" "$removed/"; done
+      time_cmd "$tool" "$dst" --clean
+      mv "$removed"/* "$src/flat/" ;;
+  esac
+}
+
+# scenario NAME TOOL...: the tools take turns within each run, so that a
+# slow spell of the disk weighs on all of them alike.
+scenario() {
+  local name=$1 r tool; shift
+  declare -A times=()
   for ((r = 0; r < runs; r++)); do
-    dst=$work/dst-$tool
-    case $name in
-      first) rm -rf "$dst"; mkdir -p "$dst"; times+=("$(time_cmd "$tool" "$dst")") ;;
-      unchanged)
-        [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
-        times+=("$(time_cmd "$tool" "$dst")") ;;
-      changed1)
-        [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
-        sleep 0.01
-        find "$src/flat" -name '*.txt' | awk -v n="$((small / 100))" 'NR <= n' | while read -r f; do echo "changed $r" >> "$f"; done
-        times+=("$(time_cmd "$tool" "$dst")") ;;
-      clean10)
-        rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
-        local removed=$work/removed; rm -rf "$removed"; mkdir -p "$removed"
-        find "$src/flat" -name '*.txt' | awk -v n="$((small / 10))" 'NR <= n' | while read -r f; do mv "$f" "$removed/"; done
-        times+=("$(time_cmd "$tool" "$dst" --clean)")
-        mv "$removed"/* "$src/flat/" ;;
-    esac
+    for tool in "$@"; do times[$tool]+="$(one_run "$name" "$tool" "$r") "; done
   done
-  result[$name,$tool]=$(printf '%s\n' "${times[@]}" | median)
+  for tool in "$@"; do result[$name,$tool]=$(printf '%s\n' ${times[$tool]} | median); done
 }
 
 echo "Generating $small small files and 3 files of $large_mb MB in $work" >&2
 make_tree
 for name in first unchanged changed1 clean10; do
-  for tool in shadow rsync cp; do
-    [[ $name == clean10 && $tool == cp ]] && continue
-    echo "  $name / $tool" >&2
-    scenario "$name" "$tool"
-  done
+  echo "  $name" >&2
+  if [[ $name == clean10 ]]; then scenario "$name" shadow rsync; else scenario "$name" shadow rsync cp; fi
 done
 
 # Peak memory while copying one large file.
@@ -107,7 +115,7 @@ head -c "$((big_gb * 1024 * 1024 * 1024))" /dev/urandom > "$big/huge.bin"
 peak_kb=$(/usr/bin/time -f '%M' "$shadow" mirror "$big" "$work/big-dst" 2>&1 >/dev/null | tail -n 1)
 cmp -s "$big/huge.bin" "$work/big-dst/huge.bin" || { echo "large copy differs" >&2; exit 1; }
 
-ratio() { echo "scale=2; $1 / $2" | bc -l; }
+ratio() { printf '%.2f' "$(echo "$1 / $2" | bc -l)"; }
 echo
 echo "Medians of $runs runs, seconds ($small small files, 3 x $large_mb MB), $(nproc) cores."
 echo

@@ -60,12 +60,7 @@ public:
     }
 
     // ---- IStreamErrorText
-    HRESULT get_ErrorText(IString** text) override {
-        if (!text) return E_POINTER;
-        *text = MakeString(FromUtf8(m_error)).Detach();
-        if (!*text) return E_FAIL;
-        return m_error.empty() ? S_FALSE : S_OK;
-    }
+    HRESULT get_ErrorText(IString** text) override { return AnswerErrorText(m_error, text); }
 
 protected:
     ArchiveFile& Archive() override { return m_file; }

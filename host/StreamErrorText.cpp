@@ -9,6 +9,13 @@ const IID& StreamErrorTextIID() {
     return iid;
 }
 
+HRESULT AnswerErrorText(const std::string& error, IString** text) {
+    if (!text) return E_POINTER;
+    *text = MakeString(FromUtf8(error)).Detach();
+    if (!*text) return E_FAIL;
+    return error.empty() ? S_FALSE : S_OK;
+}
+
 std::wstring StreamErrorText(IUnknown* stream) {
     IPtr<IStreamErrorText> errors = QueryAs<IStreamErrorText>(stream, StreamErrorTextIID());
     if (!errors) return {};

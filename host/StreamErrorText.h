@@ -19,6 +19,10 @@ struct IStreamErrorText : IUnknown {
 
 const IID& StreamErrorTextIID();
 
+// get_ErrorText of a stream whose last failure is `error` (UTF-8, empty
+// after a success).
+HRESULT AnswerErrorText(const std::string& error, IString** text);
+
 // The last error message of any stream object that has one; empty otherwise.
 std::wstring StreamErrorText(IUnknown* stream);
 

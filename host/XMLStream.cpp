@@ -300,12 +300,7 @@ public:
     }
 
     // ---- IStreamErrorText
-    HRESULT get_ErrorText(IString** text) override {
-        if (!text) return E_POINTER;
-        *text = MakeString(FromUtf8(m_state->error)).Detach();
-        if (!*text) return E_FAIL;
-        return m_state->error.empty() ? S_FALSE : S_OK;
-    }
+    HRESULT get_ErrorText(IString** text) override { return AnswerErrorText(m_state->error, text); }
 
 protected:
     HRESULT get_ElementName(IString** name) override {

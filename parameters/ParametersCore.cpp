@@ -75,6 +75,24 @@ HRESULT HandOut(const IPtr<T>& held, T** out) {
     *out = held.Get();
     return S_OK;
 }
+
+// What a value hands out as an item: the object or string a variant holds,
+// in place of the variant (null for a variant holding a null object); any
+// other value, a variant holding a number included, as it is.
+IPtr<IUnknown> Unwrapped(IPtr<IUnknown> value) {
+    IPtr<IVariant> variant = value.Query<IVariant>(IID_IVariant);
+    IPtr<IUnknown> inner;
+    if (variant && variant->IsObject()) {
+        variant->get_Object(inner.Out());
+    } else if (variant && variant->IsString()) {
+        IPtr<IString> text;
+        variant->get_String(text.Out());
+        inner.Attach(text.Detach());
+    } else {
+        return value;
+    }
+    return inner;
+}
 } // namespace
 
 HRESULT CParametersCore::AddNOLOCK(IString* name, IUnknown* value, IUnknown* descriptor, int32_t flags) {
@@ -123,20 +141,7 @@ HRESULT CParametersCore::get_ItemNOLOCK(int32_t index, IUnknown** item) {
     if (!IsValidIndex(index)) return E_INVALIDARG;
     IPtr<IUnknown> value;
     getParameter(m_pItems[index].get(), value.Out());
-    IPtr<IUnknown> result;
-    if (IPtr<IVariant> variant = value.Query<IVariant>(IID_IVariant)) {
-        if (variant->IsObject()) {
-            variant->get_Object(result.Out());
-        } else if (variant->IsString()) {
-            IPtr<IString> text;
-            variant->get_String(text.Out());
-            result.Attach(text.Detach());
-        } else {
-            result = std::move(value);
-        }
-    } else {
-        result = std::move(value);
-    }
+    IPtr<IUnknown> result = Unwrapped(std::move(value));
     if (!result) return E_FAIL;
     *item = result.Detach();
     return S_OK;
@@ -287,17 +292,7 @@ int32_t CParametersCore::GetNOLOCK(IUnknown* key, IUnknown** value, IUnknown** d
     }
     // An input that yields nothing leaves the stored value.
     if (!result) result.Reset(item->m_pValue.Get());
-    if (mode & 2) {
-        if (IPtr<IVariant> variant = result.Query<IVariant>(IID_IVariant)) {
-            if (variant->IsObject()) {
-                variant->get_Object(result.Out());
-            } else if (variant->IsString()) {
-                IPtr<IString> text;
-                variant->get_String(text.Out());
-                result.Attach(text.Detach());
-            }
-        }
-    }
+    if (mode & 2) result = Unwrapped(std::move(result));
     if (value) *value = result.Detach();
     if (descriptor) {
         *descriptor = item->m_pDescriptor.Get();

@@ -1,29 +1,19 @@
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 
 #include <cstdio>
-#include <string>
 
 #include "host/ComponentString.h"
-#include "host/GlobalComponentCollection.h"
-#include "host/HostStrings.h"
 #include "host/ModuleLoader.h"
+#include "HostTestSupport.h"
+
+using namespace hosttest;
 
 namespace {
-
-tagREFString View(const std::wstring& text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
 
 std::wstring Field(IComponentString* s, int32_t field) {
     tagREFString view{0, nullptr};
     if (s->GetField(field, &view) != S_OK) return L"<failed>";
     return std::wstring(view.m_pString, static_cast<size_t>(view.m_Length));
-}
-
-std::wstring TextOf(IUnknown* object) {
-    IPtr<IString> s = QueryAs<IString>(object, IID_IString);
-    return s ? host::ToWide(s.Get()) : L"<no string>";
 }
 
 } // namespace

@@ -1,51 +1,14 @@
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <optional>
 #include <set>
-#include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "host/EventLog.h"
-#include "host/GlobalComponentCollection.h"
-#include "host/HostStrings.h"
+#include "HostTestSupport.h"
 
 namespace fs = std::filesystem;
+using namespace hosttest;
 
 namespace {
-
-// Sets or unsets an environment variable for the life of the object.
-class ScopedEnv final {
-public:
-    ScopedEnv(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name)) m_old = old;
-        if (value) setenv(name, value, 1);
-        else unsetenv(name);
-    }
-    ~ScopedEnv() {
-        if (m_old) setenv(m_name.c_str(), m_old->c_str(), 1);
-        else unsetenv(m_name.c_str());
-    }
-    ScopedEnv(const ScopedEnv&) = delete;
-    ScopedEnv& operator=(const ScopedEnv&) = delete;
-
-private:
-    std::string m_name;
-    std::optional<std::string> m_old;
-};
-
-std::string ReadFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
 
 std::vector<std::string> Lines(const std::string& text) {
     std::vector<std::string> lines;
@@ -69,35 +32,19 @@ bool StripStamp(const std::string& line, std::string* rest) {
 
 class EventLogFile : public ::testing::Test {
 protected:
-    void SetUp() override {
-        m_dir = fs::temp_directory_path() /
-                ("eventlog-test-" + std::to_string(getpid()) + "-" +
-                 ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(m_dir);
-        m_file = m_dir / "nested" / "folder" / "events.log";
-        m_env.emplace("SHADOW_EVENT_LOG", m_file.c_str());
-    }
-    void TearDown() override {
-        m_env.reset();
-        fs::remove_all(m_dir);
-    }
-    IPtr<IUILineDisplayable> NewLog() {
-        IPtr<IUILineDisplayable> log;
-        host::GlobalCollection()->CreateComponent(REFLiteral(L"EventLogGlobal"), &IID_IUILineDisplayable,
-                                                  log.OutVoid());
-        return log;
-    }
+    static IPtr<IUILineDisplayable> NewLog() { return Make<IUILineDisplayable>(L"EventLogGlobal", IID_IUILineDisplayable); }
     static HRESULT Show(IUILineDisplayable* log, const std::wstring& title, const std::wstring& text, uint32_t kind) {
-        return log->DisplayLine(host::MakeString(title).Get(), host::MakeString(text).Get(), kind);
+        return log->DisplayLine(Str(title).Get(), Str(text).Get(), kind);
     }
     static HRESULT Save(IUILineDisplayable* log) {
         IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log, IID_IFileArchive);
         return archive ? archive->Save() : E_NOINTERFACE;
     }
 
-    fs::path m_dir;
-    fs::path m_file;
-    std::optional<ScopedEnv> m_env;
+    TempDir m_tmp;
+    const fs::path m_dir = m_tmp.Path();
+    const fs::path m_file = m_dir / "nested" / "folder" / "events.log";
+    ScopedEnv m_env{"SHADOW_EVENT_LOG", m_file.c_str()};
 };
 
 } // namespace
@@ -186,9 +133,6 @@ TEST_F(EventLogFile, FilenameIsPerInstance) {
     IPtr<IString> name;
     ASSERT_EQ(archive->get_Filename(name.Out()), S_OK);
     EXPECT_EQ(host::ToWide(name.Get()), host::FromUtf8(m_file.string()));
-    ASSERT_EQ(archive->get_Name(name.Out()), S_OK);
-    EXPECT_EQ(host::ToWide(name.Get()), L"EventLogGlobal");
-    EXPECT_EQ(archive->Load(), E_NOTIMPL);
 
     const fs::path elsewhere = m_dir / "elsewhere.log";
     ASSERT_EQ(archive->put_Filename(host::MakeString(host::FromUtf8(elsewhere.string())).Get()), S_OK);

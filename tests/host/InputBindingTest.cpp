@@ -1,11 +1,10 @@
-#include <gtest/gtest.h>
-
-#include "HostParamsSupport.h"
+#include "HostTestSupport.h"
 #include "host/ItemCollection.h"
+#include "host/ActiveWorkspace.h"
 
 namespace {
 
-using namespace paramstest;
+using namespace hosttest;
 
 IPtr<IInputParameter> NewInput(const std::wstring& component, const std::wstring& parameter,
                                const IID* iid = nullptr) {
@@ -106,7 +105,12 @@ TEST_F(InputBindingTest, InputsWithoutParameterYieldTheComponentAskedForTheirInt
         IPtr<IUnknown> entry;
         ASSERT_EQ(inputs->get_Item(0, entry.Out()), S_OK);
         IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+        IID declared = IID_NULL;
+        ASSERT_EQ(input->get_Interface(&declared), S_OK);
+        EXPECT_EQ(declared, c.iid ? *c.iid : IID_NULL);
         input->put_SourceComponent(Str(L"Source").Get());
+        input->put_SourceParameter(Str(L"Port").Get());
+        input->put_SourceParameter(nullptr); // cleared: the component itself again
         Bind(input.Get(), m_workspace.Get());
         IPtr<IUnknown> value;
         EXPECT_EQ(inputs->get_InputValue(0, value.Out()), c.expected);
@@ -153,33 +157,6 @@ TEST_F(InputBindingTest, InputsReadingEachOtherInARingFailInsteadOfRecursing) {
     EXPECT_TRUE(value->IsNumber());
 }
 
-TEST(InputParameterTest, FourPropertiesAreKeptAndNullClears) {
-    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter", IID_IInputParameter);
-    IID iid = IID_IUnknown;
-    ASSERT_EQ(input->get_Interface(&iid), S_OK);
-    EXPECT_EQ(iid, IID_NULL) << "no interface at first";
-    input->put_Name(Str(L"UILineDisplayable").Get());
-    input->put_Interface(&IID_IUILineDisplayable);
-    input->put_SourceComponent(Str(L"Console").Get());
-    input->put_SourceParameter(Str(L"Lines").Get());
-    IPtr<IString> text;
-    input->get_Name(text.Out());
-    EXPECT_EQ(host::ToWide(text.Get()), L"UILineDisplayable");
-    input->get_Interface(&iid);
-    EXPECT_EQ(iid, IID_IUILineDisplayable);
-    input->get_SourceComponent(text.Out());
-    EXPECT_EQ(host::ToWide(text.Get()), L"Console");
-    input->get_SourceParameter(text.Out());
-    EXPECT_EQ(host::ToWide(text.Get()), L"Lines");
-
-    input->put_SourceParameter(nullptr);
-    input->put_Interface(nullptr);
-    ASSERT_EQ(input->get_SourceParameter(text.Out()), S_OK);
-    EXPECT_EQ(host::ToWide(text.Get()), L"");
-    input->get_Interface(&iid);
-    EXPECT_EQ(iid, IID_NULL);
-}
-
 TEST(InputParametersTest, CollectionOfInputsFollowsTheLookupRules) {
     IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
     inputs->AddInput(Str(L"Display").Get(), &IID_IUILineDisplayable);
@@ -205,6 +182,77 @@ TEST(InputParametersTest, CollectionOfInputsFollowsTheLookupRules) {
     second.Query<IInputParameter>(IID_IInputParameter)->get_Name(name.Out());
     EXPECT_EQ(host::ToWide(name.Get()), L"Other") << "renaming renames the input";
     EXPECT_EQ(inputs->get_Item(3, second.Out()), E_INVALIDARG);
+}
+
+} // namespace
+
+namespace {
+
+class ActiveWorkspaceTest : public ::testing::Test {
+protected:
+    void TearDown() override {
+        host::SetWorkspaceRefreshHandler({});
+        host::CloseWorkspace();
+    }
+    static std::wstring Filename(IFileArchive* archive) {
+        IPtr<IString> name;
+        EXPECT_EQ(archive->get_Filename(name.Out()), S_OK);
+        return host::ToWide(name.Get());
+    }
+};
+
+TEST_F(ActiveWorkspaceTest, EveryInstanceSeesTheSameFileName) {
+    IPtr<IFileArchive> first = Make<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive);
+    IPtr<IFileArchive> second = Make<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive);
+    EXPECT_EQ(Filename(second.Get()), L"") << "no workspace open";
+    ASSERT_EQ(first->put_Filename(Str(L"/home/u/work/Project.sws").Get()), S_OK);
+    EXPECT_EQ(Filename(second.Get()), L"/home/u/work/Project.sws");
+    IPtr<IString> name;
+    ASSERT_EQ(second->get_Name(name.Out()), S_OK);
+    EXPECT_EQ(host::ToWide(name.Get()), L"Project");
+    host::CloseWorkspace();
+    EXPECT_EQ(Filename(first.Get()), L"");
+}
+
+TEST_F(ActiveWorkspaceTest, ComponentsAreOneCollectionThatInputsBindTo) {
+    IPtr<IWorkspace> workspace = Make<IWorkspace>(L"ActiveWorkspace", IID_IWorkspace);
+    IPtr<INamedCollection> components;
+    ASSERT_EQ(workspace->get_Components(components.Out()), S_OK);
+    IPtr<ISuperCollection> fillable = components.Query<ISuperCollection>(IID_ISuperCollection);
+    ASSERT_TRUE(fillable) << "the host fills it";
+    IPtr<IParametersCreatable> source = NewParameters();
+    source->Add(Str(L"Port").Get(), Int(21).Get(), nullptr, 0);
+    fillable->Add(Str(L"Server").Get(), source.Get(), nullptr, 0);
+
+    IPtr<INamedCollection> again;
+    Make<IWorkspace>(L"ActiveWorkspace", IID_IWorkspace)->get_Components(again.Out());
+    EXPECT_EQ(Names(again.Get()), std::vector<std::wstring>{L"Server"}) << "shared by every instance";
+
+    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter", IID_IInputParameter);
+    input->put_SourceComponent(Str(L"Server").Get());
+    input->put_SourceParameter(Str(L"Port").Get());
+    IPtr<IUnknown> moniker;
+    input->get_Moniker(moniker.Out());
+    moniker.Query<ICollectionMoniker>(IID_ICollectionMoniker)->BindToCollection(again.Get());
+    IPtr<IUnknown> value;
+    ASSERT_EQ(input->get_Value(value.Out()), S_OK);
+    int32_t port = 0;
+    value.Query<IVariant>(IID_IVariant)->get_Integer(&port);
+    EXPECT_EQ(port, 21);
+
+    host::CloseWorkspace();
+    EXPECT_EQ(input->get_Value(value.Out()), E_FAIL) << "a closed workspace has no components";
+}
+
+TEST_F(ActiveWorkspaceTest, RefreshReachesTheHostsHandler) {
+    std::vector<int32_t> seen;
+    host::SetWorkspaceRefreshHandler([&](int32_t what) { seen.push_back(what); });
+    IPtr<IUIRefreshableObject> refreshable = Make<IUIRefreshableObject>(L"ActiveWorkspace", IID_IUIRefreshableObject);
+    EXPECT_EQ(refreshable->Refresh(1), S_OK);
+    EXPECT_EQ(refreshable->Refresh(7), S_OK);
+    host::SetWorkspaceRefreshHandler({});
+    EXPECT_EQ(refreshable->Refresh(2), S_OK);
+    EXPECT_EQ(seen, (std::vector<int32_t>{1, 7}));
 }
 
 } // namespace

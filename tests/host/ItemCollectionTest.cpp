@@ -1,16 +1,14 @@
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "host/EventLog.h"
 #include "host/ItemCollection.h"
+#include "HostTestSupport.h"
 
 using host::ItemCollectionImpl;
 using host::NameMatch;
+using namespace hosttest;
 
 namespace {
 
@@ -25,18 +23,6 @@ IPtr<Collection> MakeCollection(NameMatch match = NameMatch::AsciiCaseBlind) {
 uint32_t Refs(IUnknown* object) {
     object->AddRef();
     return object->Release();
-}
-
-IPtr<IVariant> NumberKey(int32_t n) {
-    IPtr<IVariant> v = host::NewVariant();
-    v->put_Integer(n);
-    return v;
-}
-
-IPtr<IVariant> StringKey(const wchar_t* text) {
-    IPtr<IVariant> v = host::NewVariant();
-    v->put_String(host::MakeString(text).Get());
-    return v;
 }
 
 int32_t IndexOf(ISuperCollection* c, IUnknown* key, HRESULT* hr = nullptr) {
@@ -76,7 +62,7 @@ TEST(ItemCollection, NameLookupFoldsOnlyAsciiCapitals) {
             HRESULT hr = S_OK;
             EXPECT_EQ(IndexOf(c.Get(), host::MakeString(k.name).Get(), &hr), expected);
             EXPECT_EQ(hr, expected >= 0 ? S_OK : E_FAIL);
-            EXPECT_EQ(IndexOf(c.Get(), StringKey(k.name).Get(), &hr), expected);
+            EXPECT_EQ(IndexOf(c.Get(), Text(k.name).Get(), &hr), expected);
             EXPECT_EQ(hr, expected >= 0 ? S_OK : E_FAIL);
         }
     }
@@ -87,7 +73,7 @@ TEST(ItemCollection, NumberKeyIsTheIndexWithoutRangeCheck) {
     for (const wchar_t* n : {L"a", L"b", L"c"}) c->AppendItem(n, nullptr);
     for (int32_t n : {0, 2, 57, -3}) {
         HRESULT hr = E_FAIL;
-        EXPECT_EQ(IndexOf(c.Get(), NumberKey(n).Get(), &hr), n);
+        EXPECT_EQ(IndexOf(c.Get(), Int(n).Get(), &hr), n);
         EXPECT_EQ(hr, S_OK);
     }
     IPtr<IVariant> real = host::NewVariant();
@@ -149,9 +135,9 @@ TEST(ItemCollection, AddTakesStringKeysAndCopiesThem) {
     name->SetString(L"Page", 4);
     IPtr<IString> item = host::MakeString(L"UIPropPages.UIParametersPropPage");
     ASSERT_EQ(c->Add(name.Get(), item.Get(), nullptr, 7), S_OK);
-    ASSERT_EQ(c->Add(StringKey(L"Second").Get(), item.Get(), nullptr, 0), S_OK);
+    ASSERT_EQ(c->Add(Text(L"Second").Get(), item.Get(), nullptr, 0), S_OK);
     ASSERT_EQ(c->Add(nullptr, item.Get(), nullptr, 0), S_OK);
-    EXPECT_EQ(c->Add(NumberKey(1).Get(), item.Get(), nullptr, 0), E_INVALIDARG);
+    EXPECT_EQ(c->Add(Int(1).Get(), item.Get(), nullptr, 0), E_INVALIDARG);
     EXPECT_EQ(c->Add(host::NewVariant().Get(), item.Get(), nullptr, 0), E_INVALIDARG);
     EXPECT_EQ(c->ItemCount(), 3);
 

@@ -1,14 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <thread>
 
-#include "HostParamsSupport.h"
+#include "HostTestSupport.h"
 #include "host/ParametersCreatable.h"
 
 namespace {
 
-using namespace paramstest;
+using namespace hosttest;
 
 class ParametersCreatableTest : public ::testing::Test {
 protected:

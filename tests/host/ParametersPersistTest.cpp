@@ -1,23 +1,8 @@
-#include <gtest/gtest.h>
-
-#include "HostParamsSupport.h"
-#include "StreamTestSupport.h"
+#include "HostTestSupport.h"
 
 namespace {
 
-using namespace paramstest;
-
-IPtr<IDataStream> Reparsed(const wchar_t* component, IUnknown* saved) {
-    IPtr<IDataStream> copy = Make<IDataStream>(component, IID_IDataStream);
-    EXPECT_EQ(streamtest::WriteBytes(copy.Get(), streamtest::Content(saved)), S_OK);
-    return copy;
-}
-
-IPtr<IVariant> Real(double value) {
-    IPtr<IVariant> v = host::NewVariant();
-    v->put_Double(value);
-    return v;
-}
+using namespace hosttest;
 
 int32_t FlagsAt(IParameters* parameters, int32_t index) {
     int32_t flags = -1;
@@ -67,7 +52,7 @@ TEST_P(ParametersPersistTest, MatchingLoadSetsTheItemsOfTheSameName) {
 
     IPtr<IParametersCreatable> loaded = Blank();
     ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK)
-        << streamtest::Content(stream.Get());
+        << Content(stream.Get());
     EXPECT_EQ(Names(loaded.Get()),
               (std::vector<std::wstring>{L"nested", L"Port", L"Mode", L"Name", L"Ratio", L"Untouched"}))
         << "nothing appended";
@@ -111,7 +96,7 @@ TEST(ParametersPersist, XMLUsesTheLeafFormOnlyForPlainItems) {
     IPtr<IParametersCreatable> saved = Sample();
     IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
     ASSERT_EQ(saved.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
-    const std::string text = streamtest::Content(stream.Get());
+    const std::string text = Content(stream.Get());
     for (const char* expected : {"<Port>21</Port>", "<Ratio>2.5</Ratio>", "<Flags>#000043</Flags>",
                                  "<Value>a b</Value>", "<Flags>#000006</Flags>", "Component=\"ParametersCreatable\""})
         EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
@@ -119,7 +104,7 @@ TEST(ParametersPersist, XMLUsesTheLeafFormOnlyForPlainItems) {
 
 TEST(ParametersPersist, LoadingAnElementOfAnUnknownNameAddsNothing) {
     IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
-    ASSERT_EQ(streamtest::WriteBytes(stream.Get(), "<Document><srcport>22</srcport><Nobody>1</Nobody>"
+    ASSERT_EQ(WriteBytes(stream.Get(), "<Document><srcport>22</srcport><Nobody>1</Nobody>"
                                                    "<Mode><value>3</value><FLAGS>#000041</FLAGS></Mode></Document>"),
               S_OK);
     IPtr<IParametersCreatable> loaded = NewParameters();
@@ -130,6 +115,113 @@ TEST(ParametersPersist, LoadingAnElementOfAnUnknownNameAddsNothing) {
     EXPECT_EQ(IntAt(loaded.Get(), 0), 22);
     EXPECT_EQ(IntAt(loaded.Get(), 1), 3);
     EXPECT_EQ(FlagsAt(loaded.Get(), 1), 0x41);
+}
+
+struct InputState {
+    std::wstring name;
+    IID iid;
+    std::wstring component, parameter;
+    bool operator==(const InputState&) const = default;
+};
+
+std::vector<InputState> States(IInputParameters* inputs) {
+    std::vector<InputState> states;
+    int32_t count = 0;
+    inputs->get_Count(&count);
+    for (int32_t i = 0; i < count; ++i) {
+        IPtr<IUnknown> entry;
+        inputs->get_Item(i, entry.Out());
+        IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+        InputState state{};
+        IPtr<IString> text;
+        input->get_Name(text.Out());
+        state.name = host::ToWide(text.Get());
+        input->get_Interface(&state.iid);
+        input->get_SourceComponent(text.Out());
+        state.component = host::ToWide(text.Get());
+        input->get_SourceParameter(text.Out());
+        state.parameter = host::ToWide(text.Get());
+        states.push_back(state);
+    }
+    return states;
+}
+
+IPtr<IInputParameters> Declare(const std::vector<std::pair<std::wstring, const IID*>>& declared) {
+    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
+    for (const auto& [name, iid] : declared) inputs->AddInput(Str(name).Get(), iid);
+    return inputs;
+}
+
+void Source(IInputParameters* inputs, int32_t index, const std::wstring& component, const std::wstring& parameter) {
+    IPtr<IUnknown> entry;
+    inputs->get_Item(index, entry.Out());
+    IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+    input->put_SourceComponent(Str(component).Get());
+    input->put_SourceParameter(Str(parameter).Get());
+}
+
+class InputsPersistTest : public ::testing::TestWithParam<const wchar_t*> {};
+
+TEST_P(InputsPersistTest, SourcesRoundTripByInputName) {
+    IPtr<IInputParameters> saved =
+        Declare({{L"UILineDisplayable", &IID_IUILineDisplayable}, {L"Port", nullptr}, {L"Unbound", nullptr}});
+    Source(saved.Get(), 0, L"Console", L"");
+    Source(saved.Get(), 1, L"Server", L"SrcPort");
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
+    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get(), IID_IDataPersist)->Save(stream.Get(), 0x800000), S_OK);
+    const std::string text = Content(stream.Get());
+    EXPECT_NE(text.find("Console"), std::string::npos) << text;
+    EXPECT_NE(text.find("SrcPort"), std::string::npos) << text;
+
+    // Matching: the inputs the component declares, in another order, take
+    // their sources; an input the stream does not know stays unbound and
+    // the declared interfaces stay as declared.
+    IPtr<IInputParameters> loaded =
+        Declare({{L"port", nullptr}, {L"Extra", &IID_IStep}, {L"UILINEDISPLAYABLE", &IID_IUILineDisplayable}});
+    Source(loaded.Get(), 1, L"Keep", L"Me");
+    ASSERT_EQ(QueryAs<IDataPersist>(loaded.Get(), IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0),
+              S_OK);
+    const std::vector<InputState> matched = {{L"port", IID_NULL, L"Server", L"SrcPort"},
+                                             {L"Extra", IID_IStep, L"Keep", L"Me"},
+                                             {L"UILINEDISPLAYABLE", IID_IUILineDisplayable, L"Console", L""}};
+    EXPECT_EQ(States(loaded.Get()), matched);
+
+    // Clear and append: the inputs are made again from the stream, with the
+    // interfaces that were saved.
+    IPtr<IInputParameters> rebuilt = Declare({{L"Gone", nullptr}});
+    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get(), IID_IDataPersist)
+                  ->Load(Reparsed(GetParam(), stream.Get()).Get(), 0x01000000),
+              S_OK);
+    EXPECT_EQ(States(rebuilt.Get()), States(saved.Get()));
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams, InputsPersistTest, ::testing::Values(L"XMLStream", L"FolderStream"),
+                         [](const auto& info) { return host::ToUtf8(info.param); });
+
+TEST(InputsPersist, OtherEntriesOfASharedFolderAreNotTakenForInputs) {
+    IPtr<IFolderStream> folder = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
+    IPtr<IFolderStream> parameter;
+    ASSERT_EQ(folder->OpenFolder(REFLiteral(L"Mode"), 1, parameter.Out()), S_OK);
+    parameter->WriteValue(REFLiteral(L"Value"), Int(1).Get());
+    folder->WriteValue(REFLiteral(L"Port"), Int(21).Get());
+    IPtr<IInputParameters> saved = Declare({{L"Display", nullptr}});
+    Source(saved.Get(), 0, L"Console", L"");
+    IPtr<IDataStream> stream = folder.Query<IDataStream>(IID_IDataStream);
+    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get(), IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+
+    IPtr<IInputParameters> rebuilt = Declare({});
+    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get(), IID_IDataPersist)->Load(stream.Get(), 0x01000000), S_OK);
+    EXPECT_EQ(Names(rebuilt.Get()), std::vector<std::wstring>{L"Display"});
+}
+
+TEST(InputsPersist, StreamsWithoutXMLOrFolderFaceAreRefused) {
+    IPtr<IInputParameters> inputs = Declare({{L"A", nullptr}});
+    IPtr<IDataPersist> persist = inputs.Query<IDataPersist>(IID_IDataPersist);
+    IPtr<IDataStream> plain = Make<IDataStream>(L"DataStream", IID_IDataStream);
+    EXPECT_EQ(persist->Save(plain.Get(), 0), E_NOTIMPL);
+    EXPECT_EQ(persist->Load(plain.Get(), 0), E_NOTIMPL);
+    EXPECT_EQ(persist->Save(nullptr, 0), E_POINTER);
+    EXPECT_EQ(Names(inputs.Get()), std::vector<std::wstring>{L"A"});
 }
 
 } // namespace

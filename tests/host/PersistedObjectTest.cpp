@@ -1,12 +1,10 @@
 // Objects kept in XML and folder streams: recorded by component name, saved
 // by themselves, and made again through the global component collection.
-#include <gtest/gtest.h>
-
-#include <string>
 
 #include "StreamProbe.h"
-#include "StreamTestSupport.h"
+#include "HostTestSupport.h"
 
+using namespace hosttest;
 using namespace streamtest;
 
 namespace {
@@ -91,15 +89,12 @@ TEST(PersistedObjects, XMLRefusesObjectsItCannotRecreate) {
     EXPECT_NE(ErrorText(x.Get()).find("NoSuchThing"), std::string::npos);
 }
 
-TEST(PersistedObjects, FolderObjectsRoundTripThroughFiles) {
-    TempDir dir;
+TEST(PersistedObjects, FolderObjectsRoundTripThroughTheText) {
     IPtr<IFolderStream> f = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
     IPtr<IUnknown> inner = NewProbe(L"in\nner", -5);
     IPtr<IUnknown> outer = NewProbe(L"outer", 7, inner.Get());
     ASSERT_EQ(f->WriteObject(REFLiteral(L"Descriptor"), outer.Get()), S_OK);
-    SetFilename(f.Get(), dir.File("objects.fst"));
-    ASSERT_EQ(f.Query<IFileArchive>(IID_IFileArchive)->Save(), S_OK);
-    EXPECT_EQ(ReadFile(dir.File("objects.fst")),
+    EXPECT_EQ(Content(f.Get()),
               "FolderStream 1\n"
               "object \"Descriptor\" \"StreamProbe\" {\n"
               "  string \"Label\" \"outer\"\n"
@@ -110,9 +105,7 @@ TEST(PersistedObjects, FolderObjectsRoundTripThroughFiles) {
               "  }\n"
               "}\n");
 
-    IPtr<IFolderStream> loaded = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
-    SetFilename(loaded.Get(), dir.File("objects.fst"));
-    ASSERT_EQ(loaded.Query<IFileArchive>(IID_IFileArchive)->Load(), S_OK);
+    IPtr<IFolderStream> loaded = Reparsed(L"FolderStream", f.Get()).Query<IFolderStream>(IID_IFolderStream);
     IPtr<IUnknown> made;
     ASSERT_EQ(loaded->ReadObject(REFLiteral(L"descriptor"), made.Out()), S_OK);
     StreamProbe* probe = AsProbe(made.Get());

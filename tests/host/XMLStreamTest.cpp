@@ -1,11 +1,6 @@
-#include <gtest/gtest.h>
+#include "HostTestSupport.h"
 
-#include <string>
-#include <vector>
-
-#include "StreamTestSupport.h"
-
-using namespace streamtest;
+using namespace hosttest;
 
 namespace {
 
@@ -18,13 +13,13 @@ HRESULT Leaf(IXMLStream* x, const std::wstring& name, const std::wstring& text) 
 std::wstring NameOf(IXMLStream* x) {
     IPtr<IString> s;
     if (FAILED(x->get_Name(s.Out()))) return L"<no name>";
-    return Text(s.Get());
+    return host::ToWide(s.Get());
 }
 
 std::wstring TextOf(IXMLStream* x) {
     IPtr<IString> s;
     if (FAILED(x->get_Text(s.Out()))) return L"<no text>";
-    return Text(s.Get());
+    return host::ToWide(s.Get());
 }
 
 // The element tree below a cursor as "name(text)[children]" lines.
@@ -225,7 +220,7 @@ TEST(XMLStream, FilesSaveAndLoad) {
 
     IPtr<IString> name;
     ASSERT_EQ(archive->get_Name(name.Out()), S_OK);
-    EXPECT_EQ(Text(name.Get()), L"params.xml"); // the archive's name, not an element's
+    EXPECT_EQ(host::ToWide(name.Get()), L"params.xml"); // the archive's name, not an element's
     EXPECT_EQ(NameOf(x.Get()), L"Document");
 
     IPtr<IXMLStream> other = NewXML();

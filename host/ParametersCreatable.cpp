@@ -6,6 +6,7 @@
 #include "host/ComponentRegistry.h"
 #include "host/HostStrings.h"
 #include "host/ValueText.h"
+#include "sdk/VariantValue.h"
 
 namespace host {
 
@@ -117,21 +118,6 @@ HRESULT ParametersCreatable::EffectiveValue(int32_t index, bool throughInput, IP
     return S_OK;
 }
 
-IPtr<IUnknown> ParametersCreatable::Unwrap(IUnknown* value) {
-    IPtr<IUnknown> result;
-    IPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant);
-    if (variant && variant->IsObject()) {
-        variant->get_Object(result.Out());
-    } else if (variant && variant->IsString()) {
-        IPtr<IString> text;
-        variant->get_String(text.Out());
-        result.Reset(text.Get());
-    } else {
-        result.Reset(value);
-    }
-    return result;
-}
-
 // ---- ISimpleCollection, INamedCollection
 
 HRESULT ParametersCreatable::get_Count(int32_t* count) {
@@ -147,7 +133,7 @@ HRESULT ParametersCreatable::get_Item(int32_t index, IUnknown** item) {
     IPtr<IUnknown> value;
     HRESULT hr = EffectiveValue(index, true, &value);
     if (FAILED(hr)) return hr;
-    IPtr<IUnknown> result = Unwrap(value.Get());
+    IPtr<IUnknown> result = UnwrapVariant(value.Get());
     if (!result) return E_FAIL;
     *item = result.Detach();
     return S_OK;
@@ -289,7 +275,7 @@ HRESULT ParametersCreatable::Get(IUnknown* key, IUnknown** value, IUnknown** des
     }
     IPtr<IUnknown> itemValue;
     if (FAILED(EffectiveValue(index, (mode & 1) != 0, &itemValue))) return -1;
-    if (mode & 2) itemValue = Unwrap(itemValue.Get());
+    if (mode & 2) itemValue = UnwrapVariant(itemValue.Get());
     if (value) *value = itemValue.Detach();
     if (descriptor) *descriptor = itemDescriptor.Detach();
     if (flags) *flags = itemFlags;

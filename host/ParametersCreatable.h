@@ -120,7 +120,6 @@ private:
     // The item's value as read: the bound input's value (S_FALSE) or the
     // item's own variant (S_OK); E_INVALIDARG for a bad index.
     HRESULT EffectiveValue(int32_t index, bool throughInput, IPtr<IUnknown>* value);
-    static IPtr<IUnknown> Unwrap(IUnknown* value);
     std::vector<Snapshot> TakeSnapshot();
 
     HRESULT SaveXML(IXMLStream* xml, IDataStream* stream, int32_t options);

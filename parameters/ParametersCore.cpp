@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "core/Helpers.h"
+#include "sdk/VariantValue.h"
 
 namespace params {
 
@@ -75,24 +76,6 @@ HRESULT HandOut(const IPtr<T>& held, T** out) {
     *out = held.Get();
     return S_OK;
 }
-
-// What a value hands out as an item: the object or string a variant holds,
-// in place of the variant (null for a variant holding a null object); any
-// other value, a variant holding a number included, as it is.
-IPtr<IUnknown> Unwrapped(IPtr<IUnknown> value) {
-    IPtr<IVariant> variant = value.Query<IVariant>(IID_IVariant);
-    IPtr<IUnknown> inner;
-    if (variant && variant->IsObject()) {
-        variant->get_Object(inner.Out());
-    } else if (variant && variant->IsString()) {
-        IPtr<IString> text;
-        variant->get_String(text.Out());
-        inner.Attach(text.Detach());
-    } else {
-        return value;
-    }
-    return inner;
-}
 } // namespace
 
 HRESULT CParametersCore::AddNOLOCK(IString* name, IUnknown* value, IUnknown* descriptor, int32_t flags) {
@@ -141,7 +124,7 @@ HRESULT CParametersCore::get_ItemNOLOCK(int32_t index, IUnknown** item) {
     if (!IsValidIndex(index)) return E_INVALIDARG;
     IPtr<IUnknown> value;
     getParameter(m_pItems[index].get(), value.Out());
-    IPtr<IUnknown> result = Unwrapped(std::move(value));
+    IPtr<IUnknown> result = UnwrapVariant(value.Get());
     if (!result) return E_FAIL;
     *item = result.Detach();
     return S_OK;
@@ -292,7 +275,7 @@ int32_t CParametersCore::GetNOLOCK(IUnknown* key, IUnknown** value, IUnknown** d
     }
     // An input that yields nothing leaves the stored value.
     if (!result) result.Reset(item->m_pValue.Get());
-    if (mode & 2) result = Unwrapped(std::move(result));
+    if (mode & 2) result = UnwrapVariant(result.Get());
     if (value) *value = result.Detach();
     if (descriptor) {
         *descriptor = item->m_pDescriptor.Get();

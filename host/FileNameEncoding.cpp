@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "host/HostStrings.h"
+
 namespace host {
 
 namespace {
@@ -9,41 +11,12 @@ namespace {
 constexpr wchar_t kEscapeBase = 0xDC00;
 constexpr wchar_t kReplacement = 0xFFFD;
 
-// Length of the valid UTF-8 sequence at the start of `s` and its code point
-// in `cp`, or 0 when the first byte does not start a valid sequence.
-size_t DecodeOne(std::string_view s, char32_t& cp) {
-    const auto byte = [&](size_t i) { return static_cast<uint8_t>(s[i]); };
-    const uint8_t b0 = byte(0);
-    if (b0 < 0x80) {
-        cp = b0;
-        return 1;
-    }
-    size_t length;
-    char32_t min;
-    if (b0 >= 0xC2 && b0 <= 0xDF) {
-        length = 2, cp = b0 & 0x1Fu, min = 0x80;
-    } else if (b0 >= 0xE0 && b0 <= 0xEF) {
-        length = 3, cp = b0 & 0x0Fu, min = 0x800;
-    } else if (b0 >= 0xF0 && b0 <= 0xF4) {
-        length = 4, cp = b0 & 0x07u, min = 0x10000;
-    } else {
-        return 0; // continuation byte, overlong lead C0/C1, or F5..FF
-    }
-    if (s.size() < length) return 0;
-    for (size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0u) != 0x80u) return 0;
-        cp = (cp << 6) | (byte(i) & 0x3Fu);
-    }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-    return length;
-}
-
 } // namespace
 
 void AppendFileNameWide(std::string_view bytes, std::wstring& out) {
     while (!bytes.empty()) {
         char32_t cp = 0;
-        size_t used = DecodeOne(bytes, cp);
+        size_t used = DecodeUtf8Char(bytes, cp);
         if (used == 0) {
             out.push_back(static_cast<wchar_t>(kEscapeBase + static_cast<uint8_t>(bytes[0])));
             used = 1;

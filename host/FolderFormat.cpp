@@ -122,36 +122,6 @@ private:
     std::string m_message;
 };
 
-// Decodes one strictly valid UTF-8 character at `pos`; false when the bytes
-// there are not one.
-bool DecodeUtf8(std::string_view text, size_t& pos, uint32_t& c) {
-    const unsigned char b = static_cast<unsigned char>(text[pos]);
-    int extra;
-    uint32_t least;
-    if (b < 0x80) {
-        c = b;
-        ++pos;
-        return true;
-    } else if (b >= 0xC2 && b <= 0xDF) {
-        extra = 1, c = b & 0x1F, least = 0x80;
-    } else if (b >= 0xE0 && b <= 0xEF) {
-        extra = 2, c = b & 0x0F, least = 0x800;
-    } else if (b >= 0xF0 && b <= 0xF4) {
-        extra = 3, c = b & 0x07, least = 0x10000;
-    } else {
-        return false;
-    }
-    if (pos + static_cast<size_t>(extra) >= text.size()) return false;
-    for (int i = 1; i <= extra; ++i) {
-        const unsigned char next = static_cast<unsigned char>(text[pos + static_cast<size_t>(i)]);
-        if ((next & 0xC0) != 0x80) return false;
-        c = (c << 6) | (next & 0x3F);
-    }
-    if (c < least || !IsUnicodeScalar(c)) return false;
-    pos += static_cast<size_t>(extra) + 1;
-    return true;
-}
-
 // The tokens of one line.
 class LineReader final {
 public:
@@ -195,8 +165,10 @@ public:
                 text += Escape();
                 continue;
             }
-            uint32_t c;
-            if (!DecodeUtf8(m_line, m_pos, c)) Fail("invalid UTF-8 in the " + std::string(what));
+            char32_t c = 0;
+            const size_t used = DecodeUtf8Char(m_line.substr(m_pos), c);
+            if (used == 0) Fail("invalid UTF-8 in the " + std::string(what));
+            m_pos += used;
             if (c < 0x20 && c != '\t') Fail("a control character in the " + std::string(what) + " must be escaped");
             text += static_cast<wchar_t>(c);
         }

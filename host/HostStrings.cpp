@@ -67,6 +67,34 @@ std::string ToUtf8(std::wstring_view text) {
     return out;
 }
 
+size_t DecodeUtf8Char(std::string_view bytes, char32_t& c) {
+    if (bytes.empty()) return 0;
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    const unsigned char b0 = byte(0);
+    if (b0 < 0x80) {
+        c = b0;
+        return 1;
+    }
+    size_t length;
+    char32_t least;
+    if (b0 >= 0xC2 && b0 <= 0xDF) {
+        length = 2, c = b0 & 0x1Fu, least = 0x80;
+    } else if (b0 >= 0xE0 && b0 <= 0xEF) {
+        length = 3, c = b0 & 0x0Fu, least = 0x800;
+    } else if (b0 >= 0xF0 && b0 <= 0xF4) {
+        length = 4, c = b0 & 0x07u, least = 0x10000;
+    } else {
+        return 0;
+    }
+    if (bytes.size() < length) return 0;
+    for (size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0u) != 0x80u) return 0;
+        c = (c << 6) | (byte(i) & 0x3Fu);
+    }
+    if (c < least || c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF)) return 0;
+    return length;
+}
+
 std::wstring FromUtf8(std::string_view text) {
     std::wstring out;
     out.reserve(text.size());

@@ -138,6 +138,7 @@ TEST_F(MirrorTest, MissingSourceFailsTheCopy) {
 }
 
 struct InfoCase {
+    const char* name; // the row's test name
     int files;
     double bytes;
     const wchar_t* label;
@@ -160,13 +161,14 @@ TEST_P(InfoStringTest, FormatsTheResultLine) {
 INSTANTIATE_TEST_SUITE_P(
     Units, InfoStringTest,
     ::testing::Values(
-        InfoCase{3, 5000, L"Copied ", L"/d", L"Copied  3 Files (4.9          Kbytes) on /d "},
-        InfoCase{1, 1024, L"Copied ", L"/d", L"Copied  1 Files (1024          bytes) on /d "},
-        InfoCase{1, 1025, L"Deleted", L"/d", L"Deleted 1 Files (1.0          Kbytes) on /d "},
-        InfoCase{2, 3.5 * 1024 * 1024, L"Copied ", L"/x", L"Copied  2 Files (3.50         Mbytes) on /x "},
-        InfoCase{1, 5.0 * 1024 * 1024 * 1024 * 1024, L"Copied ", L"/x",
+        InfoCase{"Kbytes", 3, 5000, L"Copied ", L"/d", L"Copied  3 Files (4.9          Kbytes) on /d "},
+        InfoCase{"ExactlyOneKbyteIsBytes", 1, 1024, L"Copied ", L"/d", L"Copied  1 Files (1024          bytes) on /d "},
+        InfoCase{"OneByteMoreIsKbytes", 1, 1025, L"Deleted", L"/d", L"Deleted 1 Files (1.0          Kbytes) on /d "},
+        InfoCase{"Mbytes", 2, 3.5 * 1024 * 1024, L"Copied ", L"/x", L"Copied  2 Files (3.50         Mbytes) on /x "},
+        InfoCase{"TerabytesStayGbytes", 1, 5.0 * 1024 * 1024 * 1024 * 1024, L"Copied ", L"/x",
                  L"Copied  1 Files (5120.00      Gbytes) on /x "},
-        InfoCase{0, 0, L"Deleted", L"", L"Deleted 0 Files (0             bytes) on  "}));
+        InfoCase{"Nothing", 0, 0, L"Deleted", L"", L"Deleted 0 Files (0             bytes) on  "}),
+    [](const ::testing::TestParamInfo<InfoCase>& info) { return std::string(info.param.name); });
 
 // Folders large enough that their destination is listed on the side thread,
 // several levels deep, with a mix of new, changed, unchanged and stale files.

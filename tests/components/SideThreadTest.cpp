@@ -97,7 +97,7 @@ TEST(SideThread, ExceptionsReachTheCallerAfterBothEnd) {
         EXPECT_TRUE(asideFinished.load());
     }
     // Still usable afterwards.
-    int ran = 0;
+    std::atomic<int> ran{0};
     side.RunBoth([&] { ++ran; }, [&] { ++ran; });
     EXPECT_EQ(ran, 2);
 }

@@ -102,7 +102,9 @@ TEST_F(AsynchronousStep, TurnOffOnAnIdleStepChangesNothing) {
 }
 
 TEST_F(AsynchronousStep, TurnOffGivesUpAfterTheWaitLimit) {
-    probe->SetWaitLimit(100);
+    // A limit well above scheduling noise, so "waited" and "returned at
+    // once" cannot be confused on a loaded machine.
+    probe->SetWaitLimit(400);
     RunUntilGateOpens();
     ASSERT_EQ(step->TurnOn(), S_OK);
     ASSERT_TRUE(WaitFor([this] { return gate.reached.load(); }));
@@ -110,15 +112,15 @@ TEST_F(AsynchronousStep, TurnOffGivesUpAfterTheWaitLimit) {
     const auto start = Clock::now();
     EXPECT_EQ(step->TurnOff(), S_OK);
     const auto waited = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-    EXPECT_GE(waited.count(), 100);
-    EXPECT_LT(waited.count(), 3000);
+    EXPECT_GE(waited.count(), 400);
+    EXPECT_LT(waited.count(), 5000);
     EXPECT_TRUE(step->IsRunning()) << "the worker still runs";
     EXPECT_EQ(step->TurnOn(), E_FAIL);
 
     // The stop was requested once: a second TurnOff returns at once.
     const auto again = Clock::now();
     EXPECT_EQ(step->TurnOff(), S_OK);
-    EXPECT_LT(std::chrono::duration_cast<milliseconds>(Clock::now() - again).count(), 50);
+    EXPECT_LT(std::chrono::duration_cast<milliseconds>(Clock::now() - again).count(), 200);
 
     gate.open = true;
     ASSERT_TRUE(WaitFor([this] { return !step->IsRunning(); }));

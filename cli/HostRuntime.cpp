@@ -39,9 +39,8 @@ std::wstring TextOf(IString* string) {
     return std::wstring(view.m_pString, static_cast<size_t>(view.m_Length));
 }
 
-std::unique_ptr<HostRuntime> HostRuntime::Start() {
+std::unique_ptr<HostRuntime> HostRuntime::Start(const std::string& folder) {
     std::unique_ptr<HostRuntime> runtime(new HostRuntime());
-    std::string folder = ExecutableFolder();
 
     // The runtime stays loaded for the life of the process: objects of the
     // module and of the runtime are still released by static destructors.

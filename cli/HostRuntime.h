@@ -12,11 +12,15 @@
 
 namespace cli {
 
+// The folder that holds the running executable, without a trailing "/".
+std::string ExecutableFolder();
+
 class HostRuntime final {
 public:
-    // Loads the runtime and the module; throws CliError (exit code 1) with
-    // the loader's message when either cannot be loaded.
-    static std::unique_ptr<HostRuntime> Start();
+    // Loads the runtime and the module from `folder`/_binARM64/ (by default
+    // the executable's folder); throws CliError (exit code 1) with the
+    // loader's message when either cannot be loaded.
+    static std::unique_ptr<HostRuntime> Start(const std::string& folder = ExecutableFolder());
 
     HostRuntime(const HostRuntime&) = delete;
     HostRuntime& operator=(const HostRuntime&) = delete;
@@ -46,9 +50,6 @@ private:
     void* m_library = nullptr;
     IPtr<IComponentCollection> m_components;
 };
-
-// The folder that holds the running executable, without a trailing "/".
-std::string ExecutableFolder();
 
 // A new host string made through the collection, or null.
 IPtr<IString> MakeHostString(IComponentCollection* components, std::wstring_view text);

@@ -18,16 +18,6 @@ std::string Padded(const std::string& text, size_t width) {
     return text.size() >= width ? text : text + std::string(width - text.size(), ' ');
 }
 
-std::string DefaultText(const ParameterInfo& p) {
-    if (KindOf(p) == ValueKind::Choice) {
-        auto index = ParseInteger(p.value);
-        if (index && *index >= 0 && static_cast<size_t>(*index) < p.choices.size())
-            return ToUtf8(p.value) + " (" + ToUtf8(p.choices[static_cast<size_t>(*index)]) + ")";
-    }
-    if (p.valueType == VARIANT_STRING) return "\"" + ToUtf8(p.value) + "\"";
-    return ToUtf8(p.value);
-}
-
 std::vector<std::wstring> InputNames(IUnknown* component) {
     std::vector<std::wstring> names;
     auto inputs = QueryAs<IInputParameters>(component, IID_IInputParameters);
@@ -51,7 +41,7 @@ void PrintComponent(const std::wstring& name, IUnknown* component) {
     for (const ParameterInfo& p : all) {
         nameWidth = std::max(nameWidth, ToUtf8(p.name).size());
         kindWidth = std::max(kindWidth, KindName(p).size());
-        defaultWidth = std::max(defaultWidth, DefaultText(p).size());
+        defaultWidth = std::max(defaultWidth, ValueShown(p).size());
     }
     if (!all.empty())
         std::printf("  %s  %s  %s  %s\n", Padded("NAME", nameWidth).c_str(), Padded("KIND", kindWidth).c_str(),
@@ -60,7 +50,7 @@ void PrintComponent(const std::wstring& name, IUnknown* component) {
         char flags[16];
         std::snprintf(flags, sizeof flags, "0x%02X", static_cast<unsigned>(p.flags));
         std::string line = "  " + Padded(ToUtf8(p.name), nameWidth) + "  " + Padded(KindName(p), kindWidth) + "  " +
-                           Padded(DefaultText(p), defaultWidth) + "  " + flags;
+                           Padded(ValueShown(p), defaultWidth) + "  " + flags;
         if (!p.choices.empty()) line += "  choices: " + Join(p.choices, "|");
         if (p.boundInput) line += "  (bound input)";
         std::printf("%s\n", line.c_str());

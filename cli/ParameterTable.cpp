@@ -114,6 +114,16 @@ std::vector<ParameterInfo> ReadParameters(IParameters* parameters) {
     return all;
 }
 
+std::string ValueShown(const ParameterInfo& parameter) {
+    if (KindOf(parameter) == ValueKind::Choice) {
+        auto index = ParseInteger(parameter.value);
+        if (index && *index >= 0 && static_cast<size_t>(*index) < parameter.choices.size())
+            return ToUtf8(parameter.value) + " (" + ToUtf8(parameter.choices[static_cast<size_t>(*index)]) + ")";
+    }
+    if (parameter.valueType == VARIANT_STRING) return Quoted(parameter.value);
+    return ToUtf8(parameter.value);
+}
+
 const ParameterInfo* FindParameter(const std::vector<ParameterInfo>& all, std::wstring_view name) {
     for (const ParameterInfo& p : all)
         if (EqualsAsciiBlind(p.name, name)) return &p;

@@ -41,6 +41,10 @@ std::string KindName(const ParameterInfo& parameter);
 // Every parameter of the collection, in index order.
 std::vector<ParameterInfo> ReadParameters(IParameters* parameters);
 
+// The current value as a listing shows it: text in quotes, a choice's index
+// followed by its item ("2 (Interpret)"), anything else as it stands.
+std::string ValueShown(const ParameterInfo& parameter);
+
 // The parameter whose name matches ASCII case-blind, or null.
 const ParameterInfo* FindParameter(const std::vector<ParameterInfo>& all, std::wstring_view name);
 

@@ -12,7 +12,7 @@ protected:
     void TearDown() override { InitializeModule(nullptr, nullptr); }
 };
 
-TEST_F(HostCollection, TheModuleHoldsExactlyOneReference) {
+TEST_F(HostCollection, TheModuleHoldsExactlyOneReferenceToTheLatestCollection) {
     CountingCollection host;
     EXPECT_EQ(InitializeModule(nullptr, &host), S_OK);
     EXPECT_EQ(host.Refs(), 1u);
@@ -23,21 +23,18 @@ TEST_F(HostCollection, TheModuleHoldsExactlyOneReference) {
     EXPECT_EQ(host.Refs(), 1u);
     EXPECT_EQ(gGlobalComponentCollection.Get(), &host);
 
-    EXPECT_EQ(InitializeModule(nullptr, nullptr), S_OK);
+    // Another collection replaces it and the first is released.
+    CountingCollection second;
+    EXPECT_EQ(InitializeModule(nullptr, &second), S_OK);
     EXPECT_EQ(host.Refs(), 0u);
+    EXPECT_EQ(second.Refs(), 1u);
+    EXPECT_EQ(gGlobalComponentCollection.Get(), &second);
+
+    EXPECT_EQ(InitializeModule(nullptr, nullptr), S_OK);
+    EXPECT_EQ(second.Refs(), 0u);
     EXPECT_FALSE(gGlobalComponentCollection);
     // Emptying an empty module is harmless.
     EXPECT_EQ(InitializeModule(nullptr, nullptr), S_OK);
-}
-
-TEST_F(HostCollection, ReplacingReleasesTheFirst) {
-    CountingCollection first;
-    CountingCollection second;
-    InitializeModule(nullptr, &first);
-    InitializeModule(nullptr, &second);
-    EXPECT_EQ(first.Refs(), 0u);
-    EXPECT_EQ(second.Refs(), 1u);
-    EXPECT_EQ(gGlobalComponentCollection.Get(), &second);
 }
 
 TEST_F(HostCollection, GlobalComponentsHandsOutANewReference) {

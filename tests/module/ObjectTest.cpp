@@ -90,41 +90,38 @@ TEST_F(ComponentObject, ConcurrentReferencesTearDownExactlyOnce) {
     EXPECT_EQ(CProbe::log.destroyed, 1);
 }
 
-TEST_F(ComponentObject, RefusedFirstQueryDestroysTheNewObject) {
-    const IID refused[] = {IID_IShadow, IID_IParameters, IID_NULL, __IIDOfc("INothing")};
-    for (const IID& iid : refused) {
+TEST_F(ComponentObject, FailedCreationDestroysTheNewObjectAndReturnsTheStatus) {
+    // Refused first queries, failing FinalConstructs and a throwing one.
+    struct Failure {
+        IID iid;
+        HRESULT finalConstruct;
+        bool throws;
+        HRESULT status;
+    };
+    const Failure failures[] = {
+        {IID_IShadow, S_OK, false, E_NOINTERFACE}, {IID_IParameters, S_OK, false, E_NOINTERFACE},
+        {IID_NULL, S_OK, false, E_NOINTERFACE},    {__IIDOfc("INothing"), S_OK, false, E_NOINTERFACE},
+        {IID_IStep, E_FAIL, false, E_FAIL},        {IID_IStep, E_INVALIDARG, false, E_INVALIDARG},
+        {IID_IStep, S_FALSE, false, S_FALSE},      {IID_IStep, S_OK, true, S_OK},
+    };
+    for (const Failure& c : failures) {
+        SCOPED_TRACE("row " + std::to_string(&c - failures));
         CProbe::ResetSettings();
-        IID wanted = iid;
-        void* out = &wanted; // must be overwritten with null
-        EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &wanted, &out), E_NOINTERFACE);
-        EXPECT_EQ(out, nullptr);
+        CProbe::finalConstructResult = c.finalConstruct;
+        CProbe::finalConstructThrows = c.throws;
+        IID wanted = c.iid;
+        // A refused query must overwrite the slot with null.
+        void* out = c.status == E_NOINTERFACE ? static_cast<void*>(&wanted) : nullptr;
+        if (c.throws) {
+            EXPECT_THROW(CObject<CProbe>::_CreateInstance(nullptr, &wanted, &out), std::runtime_error);
+        } else {
+            EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &wanted, &out), c.status);
+            EXPECT_EQ(out, nullptr);
+        }
         EXPECT_EQ(CProbe::log.constructed, 1);
         EXPECT_EQ(CProbe::log.finalReleased, 1);
         EXPECT_EQ(CProbe::log.destroyed, 1);
     }
-}
-
-TEST_F(ComponentObject, FailedFinalConstructDestroysAndReturnsItsStatus) {
-    const HRESULT failures[] = {E_FAIL, E_INVALIDARG, S_FALSE};
-    for (HRESULT failure : failures) {
-        CProbe::ResetSettings();
-        CProbe::finalConstructResult = failure;
-        IID wanted = IID_IStep;
-        void* out = nullptr;
-        EXPECT_EQ(CObject<CProbe>::_CreateInstance(nullptr, &wanted, &out), failure);
-        EXPECT_EQ(out, nullptr);
-        EXPECT_EQ(CProbe::log.finalReleased, 1);
-        EXPECT_EQ(CProbe::log.destroyed, 1);
-    }
-}
-
-TEST_F(ComponentObject, ExceptionFromFinalConstructStillFreesTheObject) {
-    CProbe::finalConstructThrows = true;
-    IID wanted = IID_IStep;
-    void* out = nullptr;
-    EXPECT_THROW(CObject<CProbe>::_CreateInstance(nullptr, &wanted, &out), std::runtime_error);
-    EXPECT_EQ(CProbe::log.finalReleased, 1);
-    EXPECT_EQ(CProbe::log.destroyed, 1);
 }
 
 TEST_F(ComponentObject, NullArgumentsAreRefusedBeforeCreation) {

@@ -23,18 +23,6 @@ IPtr<IInputParameter> InputOf(IUnknown* component, int32_t index) {
     return entry.Query<IInputParameter>(IID_IInputParameter);
 }
 
-IPtr<IInputParameter> DescriptorInput(IParameters* params, int32_t index) {
-    IPtr<IUnknown> descriptor;
-    params->get_ItemDescriptor(index, descriptor.Out());
-    return descriptor.Query<IInputParameter>(IID_IInputParameter);
-}
-
-std::wstring SourceOf(IInputParameter* input) {
-    IPtr<IString> text;
-    if (!input || FAILED(input->get_SourceComponent(text.Out()))) return L"<none>";
-    return W(text);
-}
-
 // The four properties of an input in one text.
 std::wstring Describe(IInputParameter* input) {
     if (!input) return L"<no input>";
@@ -58,8 +46,7 @@ IPtr<INamedCollection> Workspace(std::initializer_list<std::pair<const wchar_t*,
 
 TEST(InputParameters, BoundParameterReadsTheSourceLive) {
     auto source = Make<CDeclaredParams, IParameters>(IID_IParameters);
-    auto target = MakeBare();
-    target->Add(Str(L"Port").Get(), Int(7).Get(), NewInput(L"Src", L"SrcPort").Get(), 3);
+    auto target = MakeBare({{L"Port", Int(7).Get(), NewInput(L"Src", L"SrcPort").Get(), 3}});
     EXPECT_EQ(ValueAt(target.Get(), 0), L"7"); // unbound: the stored value
 
     IPtr<INamedCollection> workspace = Workspace({{L"Src", source.Get()}});
@@ -102,9 +89,10 @@ TEST(InputParameters, DeclaredInputYieldsTheBoundComponent) {
 }
 
 TEST(InputParameters, BindingSkipsWhatIsMissing) {
-    auto target = MakeBare();
-    target->Add(Str(L"Plain").Get(), Int(1).Get(), Str(L"A|B").Get(), 0x43);
-    target->Add(Str(L"Dangling").Get(), Int(2).Get(), NewInput(L"Nobody", L"X").Get(), 0);
+    auto target = MakeBare({
+        {L"Plain", Int(1).Get(), Str(L"A|B").Get(), 0x43},
+        {L"Dangling", Int(2).Get(), NewInput(L"Nobody", L"X").Get()},
+    });
     IPtr<INamedCollection> workspace = Workspace({});
     EXPECT_EQ(ParameterBindParameterDescriptors(target.Get(), workspace.Get()), S_OK);
     EXPECT_EQ(ParameterBindParameterDescriptors(Int(1).Get(), workspace.Get()), S_OK);
@@ -113,10 +101,7 @@ TEST(InputParameters, BindingSkipsWhatIsMissing) {
 }
 
 TEST(InputParameters, PARAMStringCases) {
-    auto params = MakeBare();
-    params->Add(Str(L"empty").Get(), Text(L"").Get(), nullptr, 0);
-    params->Add(Str(L"text").Get(), Text(L"abc").Get(), nullptr, 0);
-    params->Add(Str(L"number").Get(), Int(5).Get(), nullptr, 0);
+    auto params = MakeBare({{L"empty", Text(L"").Get()}, {L"text", Text(L"abc").Get()}, {L"number", Int(5).Get()}});
     struct Case {
         IPtr<IUnknown> key;
         bool nonEmpty;
@@ -173,7 +158,9 @@ TEST(InputParameters, ReplicateMakesAnIndependentCopy) {
     EXPECT_NE(static_cast<IUnknown*>(copy.Get()), static_cast<IUnknown*>(original.Get()));
     EXPECT_EQ(Items(copy.Get()), (std::vector<std::wstring>{L"SourceRoot=/src", L"SrcPort=99", L"RunAction=0"}));
 
-    IPtr<IInputParameter> copied = DescriptorInput(copy.Get(), 2);
+    IPtr<IUnknown> descriptor;
+    copy->get_ItemDescriptor(2, descriptor.Out());
+    IPtr<IInputParameter> copied = descriptor.Query<IInputParameter>(IID_IInputParameter);
     ASSERT_TRUE(copied);
     EXPECT_NE(copied.Get(), bound.Get());
     EXPECT_EQ(Describe(copied.Get()), L"RunIn|IVariant|Other|Action");
@@ -185,16 +172,14 @@ TEST(InputParameters, ReplicateMakesAnIndependentCopy) {
     IPtr<IVariant> value;
     original->get_ItemVariant(1, value.Out());
     value->put_Integer(5);
-    EXPECT_EQ(SourceOf(copied.Get()), L"Other");
-    EXPECT_EQ(SourceOf(InputOf(copy.Get(), 0).Get()), L"Display");
+    EXPECT_EQ(Describe(copied.Get()), L"RunIn|IVariant|Other|Action");
+    EXPECT_EQ(Describe(InputOf(copy.Get(), 0).Get()), L"UILineDisplayable|?|Display|");
     EXPECT_EQ(ValueAt(copy.Get(), 1), L"99");
     EXPECT_EQ(ValueAt(original.Get(), 1), L"5");
 }
 
 TEST(InputParameters, ReplicateAddsItemsTheNewInstanceLacks) {
-    auto original = MakeBare();
-    original->Add(Str(L"a").Get(), Int(1).Get(), nullptr, 3);
-    original->Add(Str(L"b").Get(), Text(L"x").Get(), Str(L"x|y").Get(), 0x43);
+    auto original = MakeBare({{L"a", Int(1).Get(), nullptr, 3}, {L"b", Text(L"x").Get(), Str(L"x|y").Get(), 0x43}});
     IPtr<IUnknown> made;
     ASSERT_EQ(original.Query<IReplicableObject>(IID_IReplicableObject)->Replicate(made.Out()), S_OK);
     IPtr<IParameters> copy = made.Query<IParameters>(IID_IParameters);
@@ -239,7 +224,7 @@ TEST(InputParameters, FolderRoundTripKeepsParametersAndInputs) {
         EXPECT_EQ(Items(loaded.Get()),
                   (std::vector<std::wstring>{L"SourceRoot=/data", L"SrcPort=21", L"RunAction=2"}))
             << text;
-        EXPECT_EQ(SourceOf(InputOf(loaded.Get(), 0).Get()), L"Display") << text;
+        EXPECT_EQ(Describe(InputOf(loaded.Get(), 0).Get()), L"UILineDisplayable|?|Display|") << text;
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include <cstdio>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -59,13 +60,27 @@ IPtr<I> Make(IID& iid) {
     return result;
 }
 
-inline IPtr<IParametersCreatable> MakeBare() {
-    return Make<CBareParams, IParametersCreatable>(IID_IParametersCreatable);
-}
-
 inline IPtr<IString> Str(const wchar_t* text) { return IPtr<IString>::Adopt(ISCreate(text)); }
 inline IPtr<IVariant> Int(int value) { return IPtr<IVariant>::Adopt(IVCreate(value)); }
 inline IPtr<IVariant> Text(const wchar_t* text) { return IPtr<IVariant>::Adopt(IVCreate(Str(text).Get())); }
+
+// One item to Add: a null name adds an unnamed item.
+struct Item {
+    const wchar_t* name;
+    IUnknown* value;
+    IUnknown* descriptor = nullptr;
+    int32_t flags = 0;
+};
+
+// A bare component holding `items`, added in order.
+inline IPtr<IParametersCreatable> MakeBare(std::initializer_list<Item> items = {}) {
+    IPtr<IParametersCreatable> params = Make<CBareParams, IParametersCreatable>(IID_IParametersCreatable);
+    for (const Item& item : items) {
+        IPtr<IString> name = item.name ? Str(item.name) : IPtr<IString>();
+        params->Add(name.Get(), item.value, item.descriptor, item.flags);
+    }
+    return params;
+}
 
 inline std::wstring W(IString* text) {
     CREFString view(text);

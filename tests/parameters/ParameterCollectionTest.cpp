@@ -18,11 +18,8 @@ IPtr<IUnknown> NewObject() { return IPtr<IUnknown>::Adopt(CREFString::CreateColl
 
 TEST(ParameterCollection, DuplicateNamesAreKeptAndTheFirstIsFound) {
     auto params = WithItems({{L"Port", 1}, {L"PORT", 2}, {L"Port", 3}});
-    int32_t count = 0;
-    params->get_Count(&count);
-    EXPECT_EQ(count, 3);
+    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"Port=1", L"PORT=2", L"Port=3"}));
     EXPECT_EQ(IndexOf(params.Get(), Str(L"port").Get()), 0);
-    EXPECT_EQ(ValueAt(params.Get(), 2), L"3");
 }
 
 TEST(ParameterCollection, NameLookupFoldsAsciiCapitalsOnly) {
@@ -60,10 +57,11 @@ TEST(ParameterCollection, VariantKeys) {
 
 TEST(ParameterCollection, ObjectKeysMatchHeldObjectsBeforeDescriptors) {
     IPtr<IUnknown> x = NewObject(), y = NewObject(), stranger = NewObject();
-    auto params = MakeBare();
-    params->Add(Str(L"described").Get(), Int(0).Get(), x.Get(), 0);
-    params->Add(Str(L"holder").Get(), x.Get(), nullptr, 0);
-    params->Add(Str(L"other").Get(), Int(0).Get(), y.Get(), 0);
+    auto params = MakeBare({
+        {L"described", Int(0).Get(), x.Get()},
+        {L"holder", x.Get()},
+        {L"other", Int(0).Get(), y.Get()},
+    });
     EXPECT_EQ(IndexOf(params.Get(), x.Get()), 1);
     EXPECT_EQ(IndexOf(params.Get(), y.Get()), 2);
     // A variant holding the object finds it too.
@@ -96,10 +94,7 @@ TEST(ParameterCollection, AddWrapsValuesInVariants) {
 
 TEST(ParameterCollection, GetItemUnwrapsTheValue) {
     IPtr<IUnknown> object = NewObject();
-    auto params = MakeBare();
-    params->Add(Str(L"text").Get(), Text(L"hello").Get(), nullptr, 0);
-    params->Add(Str(L"number").Get(), Int(3).Get(), nullptr, 0);
-    params->Add(Str(L"object").Get(), object.Get(), nullptr, 0);
+    auto params = MakeBare({{L"text", Text(L"hello").Get()}, {L"number", Int(3).Get()}, {L"object", object.Get()}});
 
     IPtr<IUnknown> item;
     ASSERT_EQ(params->get_Item(0, item.Out()), S_OK);
@@ -195,8 +190,7 @@ TEST(ParameterCollection, SetModes) {
         {L"given descriptor wins over mode 1", other.Get(), 0, 1, false, other.Get(), 0x43},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
-        params->Add(Str(L"Run").Get(), Int(1).Get(), choices.Get(), 0x43);
+        auto params = MakeBare({{L"Run", Int(1).Get(), choices.Get(), 0x43}});
         ASSERT_EQ(params->Set(Str(L"RUN").Get(), Int(5).Get(), c.descriptor, c.flags, c.mode), S_OK) << c.name;
         EXPECT_EQ(Items(params.Get()), std::vector<std::wstring>{L"Run=5"}) << c.name;
         EXPECT_EQ(FlagsAt(params.Get(), 0), c.expectedFlags) << c.name;
@@ -227,12 +221,8 @@ TEST(ParameterCollection, SetAppendsUnknownNamesAndRefusesOtherKeys) {
 
 TEST(ParameterCollection, CopyMergesByNameAndNeverSharesVariants) {
     IPtr<IString> choices = Str(L"X|Y");
-    auto target = MakeBare();
-    target->Add(Str(L"a").Get(), Int(1).Get(), choices.Get(), 3);
-    target->Add(Str(L"b").Get(), Int(2).Get(), nullptr, 0);
-    auto source = MakeBare();
-    source->Add(Str(L"A").Get(), Int(10).Get(), nullptr, 0);
-    source->Add(Str(L"c").Get(), Int(30).Get(), choices.Get(), 6);
+    auto target = MakeBare({{L"a", Int(1).Get(), choices.Get(), 3}, {L"b", Int(2).Get()}});
+    auto source = MakeBare({{L"A", Int(10).Get()}, {L"c", Int(30).Get(), choices.Get(), 6}});
 
     ASSERT_EQ(target->Copy(source.Get()), S_OK);
     EXPECT_EQ(Items(target.Get()), (std::vector<std::wstring>{L"a=10", L"b=2", L"c=30"}));
@@ -270,9 +260,7 @@ TEST(ParameterCollection, RemoveAllKeepsTheArrayForReuse) {
     for (int i = 0; i < 12; ++i) params->Add(Str(L"p").Get(), Int(i).Get(), nullptr, 0);
     const void* array = Core(params.Get()).ParameterArray();
     ASSERT_EQ(params->RemoveAll(), S_OK);
-    int32_t count = -1;
-    params->get_Count(&count);
-    EXPECT_EQ(count, 0);
+    EXPECT_TRUE(Items(params.Get()).empty());
     for (int i = 0; i < 30; ++i) params->Add(Str(L"q").Get(), Int(i).Get(), nullptr, 0);
     EXPECT_EQ(Core(params.Get()).ParameterArray(), array);
     EXPECT_EQ(Core(params.Get()).ParameterCapacity(), 30);
@@ -291,9 +279,7 @@ TEST(ParameterCollection, RemoveMovesLaterItemsDown) {
 
 TEST(ParameterCollection, GetReturnsTheIndexAndWritesRequestedOutputs) {
     IPtr<IString> choices = Str(L"On|Off");
-    auto params = MakeBare();
-    params->Add(Str(L"n").Get(), Int(4).Get(), nullptr, 3);
-    params->Add(Str(L"t").Get(), Text(L"txt").Get(), choices.Get(), 0x43);
+    auto params = MakeBare({{L"n", Int(4).Get(), nullptr, 3}, {L"t", Text(L"txt").Get(), choices.Get(), 0x43}});
 
     IPtr<IUnknown> value, descriptor;
     int32_t flags = 0;
@@ -315,8 +301,7 @@ TEST(ParameterCollection, GetReturnsTheIndexAndWritesRequestedOutputs) {
 }
 
 TEST(ParameterCollection, IterateSkipsNullOutputsAndLeavesAMissingDescriptor) {
-    auto params = MakeBare();
-    params->Add(Str(L"a").Get(), Int(1).Get(), nullptr, 9);
+    auto params = MakeBare({{L"a", Int(1).Get(), nullptr, 9}});
     IUnknown* descriptor = reinterpret_cast<IUnknown*>(0x1);
     IPtr<IString> name;
     int32_t flags = 0;

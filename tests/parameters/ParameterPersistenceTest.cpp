@@ -35,6 +35,20 @@ std::string SaveXML(IParametersCreatable* params, int32_t options) {
     return Squeezed(stream.Get());
 }
 
+std::string SaveFolder(IParametersCreatable* params, int32_t options) {
+    IPtr<IDataStream> stream = NewStream(L"FolderStream");
+    EXPECT_EQ(Core(params).Params_SaveFolderStream(stream.Get(), options), S_OK);
+    return Bytes(stream.Get());
+}
+
+// Loads `text` from a new stream of the component into `core`.
+HRESULT LoadXML(CParametersCore& core, const std::string& text, int32_t options = 0) {
+    return core.Params_LoadXML(StreamOf(L"XMLStream", text).Get(), options, 0);
+}
+HRESULT LoadFolder(CParametersCore& core, const std::string& text, int32_t options = 0) {
+    return core.Params_LoadFolderStream(StreamOf(L"FolderStream", text).Get(), options);
+}
+
 constexpr const char* kXMLStart = "<?xml version=\"1.0\"?><Document>";
 
 std::string Document(const std::string& body) { return std::string(kXMLStart) + body + "</Document>"; }
@@ -78,27 +92,23 @@ TEST(ParameterPersistence, XMLSavesLeafOrFullFormByFlagsAndCompactRules) {
          "<P>2</P>"},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
-        params->Add(Str(L"P").Get(), c.value.Get(), c.descriptor, c.flags);
+        auto params = MakeBare({{L"P", c.value.Get(), c.descriptor, c.flags}});
         EXPECT_EQ(SaveXML(params.Get(), 0), Document(c.full)) << c.what;
         EXPECT_EQ(SaveXML(params.Get(), PARAMS_COMPACT), Document(c.compact)) << c.what;
     }
 }
 
 TEST(ParameterPersistence, XMLNamesUnnamedItemsAfterTheirPosition) {
-    auto params = MakeBare();
-    params->Add(Str(L"a").Get(), Int(1).Get(), nullptr, 0);
-    params->Add(nullptr, Int(2).Get(), nullptr, 0);
+    auto params = MakeBare({{L"a", Int(1).Get()}, {nullptr, Int(2).Get()}});
     EXPECT_EQ(SaveXML(params.Get(), 0), Document("<a>1</a><Item2>2</Item2>"));
 }
 
 TEST(ParameterPersistence, XMLLoadMatchesNamesAndChildrenCaseBlind) {
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
-    IPtr<IDataStream> stream = StreamOf(L"XMLStream", Document("<srcport>22</srcport>"
-                                                               "<Stranger>5</Stranger>"
-                                                               "<RUNACTION><value>2</value><FLAGS>#000041</FLAGS>"
-                                                               "</RUNACTION>"));
-    ASSERT_EQ(Declared(params.Get()).Params_LoadXML(stream.Get(), 0, 0), S_OK);
+    ASSERT_EQ(LoadXML(Declared(params.Get()),
+                      Document("<srcport>22</srcport><Stranger>5</Stranger>"
+                               "<RUNACTION><value>2</value><FLAGS>#000041</FLAGS></RUNACTION>")),
+              S_OK);
     // Unknown elements are ignored; items the document does not mention
     // keep their values.
     EXPECT_EQ(Items(params.Get()),
@@ -108,26 +118,21 @@ TEST(ParameterPersistence, XMLLoadMatchesNamesAndChildrenCaseBlind) {
 }
 
 TEST(ParameterPersistence, UnnamedItemsLoadFromTheirSavedNames) {
-    auto params = MakeBare();
-    params->Add(Str(L"a").Get(), Int(0).Get(), nullptr, 0);
-    params->Add(nullptr, Int(0).Get(), nullptr, 0);
-    params->Add(Str(L"").Get(), Int(0).Get(), nullptr, 0);
-    IPtr<IDataStream> xml =
-        StreamOf(L"XMLStream", Document("<Item2>5</Item2><item3>6</item3><Item1>7</Item1><Item9>8</Item9>"));
-    ASSERT_EQ(Core(params.Get()).Params_LoadXML(xml.Get(), 0, 0), S_OK);
+    auto params = MakeBare({{L"a", Int(0).Get()}, {nullptr, Int(0).Get()}, {L"", Int(0).Get()}});
+    ASSERT_EQ(LoadXML(Core(params.Get()), Document("<Item2>5</Item2><item3>6</item3><Item1>7</Item1><Item9>8</Item9>")),
+              S_OK);
     // "Item1" names the first item only when that one has no name.
     EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=0", L"<fail>=5", L"=6"}));
 
-    IPtr<IDataStream> folder = StreamOf(L"FolderStream", "FolderStream 1\nint \"Item2\" 9\nint \"Item3\" 10\n");
-    ASSERT_EQ(Core(params.Get()).Params_LoadFolderStream(folder.Get(), 0), S_OK);
+    ASSERT_EQ(LoadFolder(Core(params.Get()), "FolderStream 1\nint \"Item2\" 9\nint \"Item3\" 10\n"), S_OK);
     EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=0", L"<fail>=9", L"=10"}));
 }
 
 TEST(ParameterPersistence, XMLLoadReplaceModeAppendsEveryElement) {
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
-    IPtr<IDataStream> stream =
-        StreamOf(L"XMLStream", Document("<a>1</a><b> text</b><c>1.5</c><d><Value>9</Value></d>"));
-    ASSERT_EQ(Declared(params.Get()).Params_LoadXML(stream.Get(), PARAMS_REPLACE, 0), S_OK);
+    ASSERT_EQ(LoadXML(Declared(params.Get()), Document("<a>1</a><b> text</b><c>1.5</c><d><Value>9</Value></d>"),
+                      PARAMS_REPLACE),
+              S_OK);
     // Each element's own text is its value; children are not read here.
     EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=1", L"b=text", L"c=1", L"d="}));
     IPtr<IVariant> c;
@@ -141,19 +146,16 @@ TEST(ParameterPersistence, XMLLoadReplaceModeAppendsEveryElement) {
 }
 
 TEST(ParameterPersistence, XMLRoundTripRestoresValuesFlagsAndDescriptors) {
-    auto saved = MakeBare();
-    saved->Add(Str(L"Port").Get(), Int(2121).Get(), nullptr, 3);
-    saved->Add(Str(L"Name").Get(), Text(L"a & <b>").Get(), nullptr, 0);
-    saved->Add(Str(L"Nested").Get(), Int(1).Get(), NestedSettings(8).Get(), 5);
+    auto saved = MakeBare({
+        {L"Port", Int(2121).Get(), nullptr, 3},
+        {L"Name", Text(L"a & <b>").Get()},
+        {L"Nested", Int(1).Get(), NestedSettings(8).Get(), 5},
+    });
     IPtr<IDataStream> stream = NewStream(L"XMLStream");
-    Core(saved.Get()).Params_SaveXML(stream.Get(), 0);
+    ASSERT_EQ(Core(saved.Get()).Params_SaveXML(stream.Get(), 0), S_OK);
 
-    auto loaded = MakeBare();
-    loaded->Add(Str(L"name").Get(), Text(L"old").Get(), nullptr, 0);
-    loaded->Add(Str(L"port").Get(), Int(21).Get(), nullptr, 0);
-    loaded->Add(Str(L"nested").Get(), Int(0).Get(), nullptr, 0);
-    IPtr<IDataStream> reread = StreamOf(L"XMLStream", Bytes(stream.Get()));
-    ASSERT_EQ(Core(loaded.Get()).Params_LoadXML(reread.Get(), 0, 0), S_OK);
+    auto loaded = MakeBare({{L"name", Text(L"old").Get()}, {L"port", Int(21).Get()}, {L"nested", Int(0).Get()}});
+    ASSERT_EQ(LoadXML(Core(loaded.Get()), Bytes(stream.Get())), S_OK);
     EXPECT_EQ(Items(loaded.Get()), (std::vector<std::wstring>{L"name=a & <b>", L"port=2121", L"nested=1"}));
     EXPECT_EQ(FlagsAt(loaded.Get(), 1), 3);
     EXPECT_EQ(FlagsAt(loaded.Get(), 2), 5);
@@ -164,10 +166,11 @@ TEST(ParameterPersistence, XMLRoundTripRestoresValuesFlagsAndDescriptors) {
 }
 
 TEST(ParameterPersistence, XMLUnkSavesOnlyPersistableValues) {
-    auto params = MakeBare();
-    params->Add(nullptr, NestedSettings(3).Get(), NestedSettings(30).Get(), 5);
-    params->Add(Str(L"plain").Get(), Int(1).Get(), nullptr, 0);
-    params->Add(Str(L"obj").Get(), NestedSettings(4).Get(), nullptr, 0);
+    auto params = MakeBare({
+        {nullptr, NestedSettings(3).Get(), NestedSettings(30).Get(), 5},
+        {L"plain", Int(1).Get()},
+        {L"obj", NestedSettings(4).Get()},
+    });
     IPtr<IDataStream> stream = NewStream(L"XMLStream");
     ASSERT_EQ(Core(params.Get()).Params_SaveXMLUnk(stream.Get(), 0), S_OK);
     const std::string object = "<Object Component=\"ParametersCreatable\">";
@@ -177,10 +180,8 @@ TEST(ParameterPersistence, XMLUnkSavesOnlyPersistableValues) {
                        "<Inner>4</Inner></Object></obj>"));
 
     // Loading goes into the existing objects.
-    auto loaded = MakeBare();
     IPtr<IUnknown> value = NestedSettings(0), descriptor = NestedSettings(0), other = NestedSettings(0);
-    loaded->Add(nullptr, value.Get(), descriptor.Get(), 0);
-    loaded->Add(Str(L"OBJ").Get(), other.Get(), nullptr, 0);
+    auto loaded = MakeBare({{nullptr, value.Get(), descriptor.Get()}, {L"OBJ", other.Get()}});
     IPtr<IDataStream> reread = StreamOf(L"XMLStream", Bytes(stream.Get()));
     ASSERT_EQ(Core(loaded.Get()).Params_LoadXMLUnk(reread.Get(), 0), S_OK);
     EXPECT_EQ(NestedValue(value.Get()), L"3");
@@ -191,15 +192,14 @@ TEST(ParameterPersistence, XMLUnkSavesOnlyPersistableValues) {
 
 TEST(ParameterPersistence, FolderSavesValuesAndSubFolders) {
     TestRegistry::Write("");
-    auto params = MakeBare();
-    params->Add(Str(L"SrcPort").Get(), Int(21).Get(), nullptr, 0);
-    params->Add(Str(L"Login").Get(), Text(L"me").Get(), nullptr, 6);
-    params->Add(Str(L"Hidden").Get(), Int(1).Get(), nullptr, 0x04000000);
-    params->Add(nullptr, Text(L"anon").Get(), nullptr, 0);
-    params->Add(Str(L"Nested").Get(), Int(2).Get(), NestedSettings(7).Get(), 0);
-    IPtr<IDataStream> stream = NewStream(L"FolderStream");
-    ASSERT_EQ(Core(params.Get()).Params_SaveFolderStream(stream.Get(), 0), S_OK);
-    EXPECT_EQ(Bytes(stream.Get()), "FolderStream 1\n"
+    auto params = MakeBare({
+        {L"SrcPort", Int(21).Get()},
+        {L"Login", Text(L"me").Get(), nullptr, 6},
+        {L"Hidden", Int(1).Get(), nullptr, 0x04000000},
+        {nullptr, Text(L"anon").Get()},
+        {L"Nested", Int(2).Get(), NestedSettings(7).Get()},
+    });
+    EXPECT_EQ(SaveFolder(params.Get(), 0), "FolderStream 1\n"
                                    "int \"SrcPort\" 21\n"
                                    "folder \"Login\" {\n"
                                    "  string \"Value\" \"me\"\n"
@@ -232,25 +232,22 @@ TEST(ParameterPersistence, FolderCompactRules) {
         {L"a switch keeps its flags", nullptr, 7, "folder \"P\" {\n  int \"Value\" 1\n  raw \"Flags\" 4 07000000\n}\n"},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
-        params->Add(Str(L"P").Get(), Int(1).Get(), c.descriptor, c.flags);
-        IPtr<IDataStream> stream = NewStream(L"FolderStream");
-        Core(params.Get()).Params_SaveFolderStream(stream.Get(), PARAMS_COMPACT);
-        EXPECT_EQ(Bytes(stream.Get()), "FolderStream 1\n" + c.saved) << c.what;
+        auto params = MakeBare({{L"P", Int(1).Get(), c.descriptor, c.flags}});
+        EXPECT_EQ(SaveFolder(params.Get(), PARAMS_COMPACT), "FolderStream 1\n" + c.saved) << c.what;
     }
 }
 
 TEST(ParameterPersistence, FolderLoadMatchesItemsAndKeepsTheirFlags) {
     TestRegistry::Write("");
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
-    IPtr<IDataStream> stream = StreamOf(L"FolderStream", "FolderStream 1\n"
-                                                         "int \"srcport\" 22\n"
-                                                         "int \"Stranger\" 5\n"
-                                                         "folder \"RunAction\" {\n"
-                                                         "  int \"Value\" 2\n"
-                                                         "  raw \"Flags\" 4 07000000\n"
-                                                         "}\n");
-    ASSERT_EQ(Declared(params.Get()).Params_LoadFolderStream(stream.Get(), 0), S_OK);
+    ASSERT_EQ(LoadFolder(Declared(params.Get()), "FolderStream 1\n"
+                                                 "int \"srcport\" 22\n"
+                                                 "int \"Stranger\" 5\n"
+                                                 "folder \"RunAction\" {\n"
+                                                 "  int \"Value\" 2\n"
+                                                 "  raw \"Flags\" 4 07000000\n"
+                                                 "}\n"),
+              S_OK);
     EXPECT_EQ(Items(params.Get()),
               (std::vector<std::wstring>{L"SourceRoot=/src", L"SrcPort=22", L"RunAction=2"}));
     EXPECT_EQ(FlagsAt(params.Get(), 2), 0x43);
@@ -280,10 +277,8 @@ TEST(ParameterPersistence, FolderLoadAppendAndReplaceModes) {
         {PARAMS_REPLACE, {L"x=1", L"Path=a/b/c", L"Nested=3"}},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
-        params->Add(Str(L"old").Get(), Int(0).Get(), nullptr, 0);
-        IPtr<IDataStream> stream = StreamOf(L"FolderStream", text);
-        ASSERT_EQ(Core(params.Get()).Params_LoadFolderStream(stream.Get(), c.options), S_OK);
+        auto params = MakeBare({{L"old", Int(0).Get()}});
+        ASSERT_EQ(LoadFolder(Core(params.Get()), text, c.options), S_OK);
         EXPECT_EQ(Items(params.Get()), c.items) << c.options;
         const int32_t last = static_cast<int32_t>(c.items.size()) - 1;
         EXPECT_EQ(FlagsAt(params.Get(), last - 1), 0x20); // appended items keep the saved flags
@@ -295,14 +290,13 @@ TEST(ParameterPersistence, FolderLoadAppendAndReplaceModes) {
 
 TEST(ParameterPersistence, FolderRoundTripMapsFileNames) {
     TestRegistry::Write("[Workspace]\nInstallPath=/opt/app/bin\n[Mappings]\nData=/home/u/data\n");
-    auto saved = MakeBare();
-    saved->Add(Str(L"Installed").Get(), Text(L"/opt/app/bin/cfg/x.csv").Get(), nullptr, 6);
-    saved->Add(Str(L"Beside").Get(), Text(L"/opt/app/bin/data/y").Get(), nullptr, 0x26);
-    saved->Add(Str(L"Mapped").Get(), Text(L"/home/u/data/z").Get(), nullptr, 6);
-    saved->Add(Str(L"Elsewhere").Get(), Text(L"/srv/w").Get(), nullptr, 6);
-    IPtr<IDataStream> stream = NewStream(L"FolderStream");
-    ASSERT_EQ(Core(saved.Get()).Params_SaveFolderStream(stream.Get(), 0), S_OK);
-    const std::string text = Bytes(stream.Get());
+    auto saved = MakeBare({
+        {L"Installed", Text(L"/opt/app/bin/cfg/x.csv").Get(), nullptr, 6},
+        {L"Beside", Text(L"/opt/app/bin/data/y").Get(), nullptr, 0x26},
+        {L"Mapped", Text(L"/home/u/data/z").Get(), nullptr, 6},
+        {L"Elsewhere", Text(L"/srv/w").Get(), nullptr, 6},
+    });
+    const std::string text = SaveFolder(saved.Get(), 0);
     EXPECT_NE(text.find("\"[InstallPath]/cfg/x.csv\""), std::string::npos) << text;
     EXPECT_NE(text.find("\"..\\\\bin/data/y\""), std::string::npos) << text; // relative to the installation
     EXPECT_NE(text.find("raw \"Flags\" 4 26010000"), std::string::npos) << text;
@@ -316,8 +310,7 @@ TEST(ParameterPersistence, FolderRoundTripMapsFileNames) {
         auto loaded = MakeBare();
         for (const wchar_t* name : {L"Installed", L"Beside", L"Mapped", L"Elsewhere"})
             loaded->Add(Str(name).Get(), Text(L"").Get(), nullptr, 6);
-        IPtr<IDataStream> reread = StreamOf(L"FolderStream", text);
-        Core(loaded.Get()).Params_LoadFolderStream(reread.Get(), options);
+        EXPECT_EQ(LoadFolder(Core(loaded.Get()), text, options), S_OK);
         EXPECT_EQ(Items(loaded.Get()),
                   (std::vector<std::wstring>{L"Installed=/opt/app/bin/cfg/x.csv", L"Beside=/opt/app/bin/data/y",
                                              L"Mapped=/home/u/data/z", L"Elsewhere=/srv/w"}))
@@ -336,10 +329,11 @@ TEST(ParameterPersistence, CSVLine) {
         {PARAMS_COMPACT | PARAMS_CSV_NAMES, "a=1,c=3"},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
-        params->Add(Str(L"a").Get(), Int(1).Get(), nullptr, 0);
-        params->Add(Str(L"b").Get(), Int(2).Get(), nullptr, 0x40000);
-        params->Add(Str(L"c").Get(), Text(L"3").Get(), nullptr, 0);
+        auto params = MakeBare({
+            {L"a", Int(1).Get()},
+            {L"b", Int(2).Get(), nullptr, 0x40000},
+            {L"c", Text(L"3").Get()},
+        });
         IPtr<IDataStream> stream = NewStream(L"CSVStream");
         ASSERT_EQ(Core(params.Get()).Params_SaveCSV(stream.Get(), c.options), S_OK);
         EXPECT_EQ(Bytes(stream.Get()), c.line) << c.options;
@@ -347,8 +341,7 @@ TEST(ParameterPersistence, CSVLine) {
 }
 
 TEST(ParameterPersistence, StreamsWithoutTheInterfaceAreLeftAlone) {
-    auto params = MakeBare();
-    params->Add(Str(L"a").Get(), Int(1).Get(), nullptr, 0);
+    auto params = MakeBare({{L"a", Int(1).Get()}});
     IPtr<IDataStream> csv = NewStream(L"CSVStream");
     IPtr<IDataStream> xml = NewStream(L"XMLStream");
     CParametersCore& core = Core(params.Get());

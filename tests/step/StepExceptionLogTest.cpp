@@ -1,10 +1,12 @@
 // An exception escaping Execute becomes one error line in the host's event
 // log, under the component's name.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -41,12 +43,10 @@ protected:
               ("shadow-step-log-" + std::to_string(getpid()) + "-" + std::to_string(++run));
         fs::remove_all(dir);
         fs::create_directories(dir);
-        const char* old = std::getenv("SHADOW_EVENT_LOG");
-        if (old) saved = old;
-        hadSaved = old != nullptr;
+        if (const char* old = std::getenv("SHADOW_EVENT_LOG")) saved = old;
     }
     void TearDown() override {
-        if (hadSaved) setenv("SHADOW_EVENT_LOG", saved.c_str(), 1);
+        if (saved) setenv("SHADOW_EVENT_LOG", saved->c_str(), 1);
         else unsetenv("SHADOW_EVENT_LOG");
         fs::remove_all(dir);
     }
@@ -65,13 +65,8 @@ protected:
         return lines;
     }
 
-    static bool EndsWith(const std::string& s, const std::string& tail) {
-        return s.size() >= tail.size() && s.compare(s.size() - tail.size(), tail.size(), tail) == 0;
-    }
-
     fs::path dir;
-    std::string saved;
-    bool hadSaved = false;
+    std::optional<std::string> saved;
 };
 
 TEST_F(StepExceptionLog, SynchronousStepReturnsMinus999AndLogsOneLine) {
@@ -88,7 +83,7 @@ TEST_F(StepExceptionLog, SynchronousStepReturnsMinus999AndLogsOneLine) {
         EXPECT_EQ(step->TurnOn(), -999) << t.what;
         std::vector<std::string> lines = Lines(log);
         ASSERT_EQ(lines.size(), 1u) << t.what;
-        EXPECT_TRUE(EndsWith(lines[0], " SyncProbe: Exception 0 [error]")) << lines[0];
+        EXPECT_THAT(lines[0], ::testing::EndsWith(" SyncProbe: Exception 0 [error]"));
     }
     // The step works on after an exception.
     ProbeOf<CSyncProbe>(step)->body = nullptr;
@@ -113,7 +108,7 @@ TEST_F(StepExceptionLog, AsynchronousRunEndsCleanlyAndLogsOneLine) {
         EXPECT_EQ(probe->GetLastStatus(), S_OK) << t.what;
         std::vector<std::string> lines = Lines(log);
         ASSERT_EQ(lines.size(), 1u) << t.what;
-        EXPECT_TRUE(EndsWith(lines[0], " AsyncProbe: Exception Async 0 [error]")) << lines[0];
+        EXPECT_THAT(lines[0], ::testing::EndsWith(" AsyncProbe: Exception Async 0 [error]"));
     }
     step->Release();
     EXPECT_TRUE(WaitFor([] { return CAsyncProbe::counters.destroyed.load() == 1; }));

@@ -30,46 +30,40 @@ IStep* CreateStep() {
     return static_cast<IStep*>(out);
 }
 
-class CSyncProbe final : public CObject<CSyncProbe>,
-                         public IObjectInfoImpl<CSyncProbe>,
-                         public IStepImplSynchronous<CSyncProbe, IStep, CTimer> {
-public:
-    static constexpr wchar_t kObjectName[] = L"SyncProbe";
-    SHADOW_INTERFACE_TABLE(CSyncProbe, SHADOW_INTERFACE(IObjectInfo), SHADOW_INTERFACE(IStep))
-
-    ~CSyncProbe() { ++counters.destroyed; }
-
+// What both probes share: per-class counters and an Execute that runs the
+// body the test hands in.
+template <class C>
+struct ProbeBody {
+    ~ProbeBody() { ++counters.destroyed; }
     HRESULT Execute(CStopEvent* stop) {
         ++counters.executed;
         counters.sawStopEvent = stop != nullptr;
         return body ? body(stop) : S_OK;
     }
-
     static inline ProbeCounters counters;
     std::function<HRESULT(CStopEvent*)> body;
 };
 
+class CSyncProbe final : public CObject<CSyncProbe>,
+                         public IObjectInfoImpl<CSyncProbe>,
+                         public IStepImplSynchronous<CSyncProbe, IStep, CTimer>,
+                         public ProbeBody<CSyncProbe> {
+public:
+    static constexpr wchar_t kObjectName[] = L"SyncProbe";
+    SHADOW_INTERFACE_TABLE(CSyncProbe, SHADOW_INTERFACE(IObjectInfo), SHADOW_INTERFACE(IStep))
+};
+
 class CAsyncProbe final : public CObject<CAsyncProbe>,
                           public IObjectInfoImpl<CAsyncProbe>,
-                          public IStepImplAsynchronous<CAsyncProbe, IStep, CTimer> {
+                          public IStepImplAsynchronous<CAsyncProbe, IStep, CTimer>,
+                          public ProbeBody<CAsyncProbe> {
 public:
     static constexpr wchar_t kObjectName[] = L"AsyncProbe";
     SHADOW_INTERFACE_TABLE(CAsyncProbe, SHADOW_INTERFACE(IObjectInfo), SHADOW_INTERFACE(IStep))
 
-    ~CAsyncProbe() { ++counters.destroyed; }
-
-    HRESULT Execute(CStopEvent* stop) {
-        ++counters.executed;
-        counters.sawStopEvent = stop != nullptr;
-        return body ? body(stop) : S_OK;
-    }
-
     using IStepImplAsynchronous::GetLastStatus;
     using IStepImplAsynchronous::GetWaitLimit;
     using IStepImplAsynchronous::SetWaitLimit;
-
-    static inline ProbeCounters counters;
-    std::function<HRESULT(CStopEvent*)> body;
 };
 
 // A latch Execute can wait on.

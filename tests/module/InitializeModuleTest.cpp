@@ -8,12 +8,13 @@ namespace {
 
 class HostCollection : public ::testing::Test {
 protected:
-    // No test may leave a pointer to its stack collection behind.
+    // The module lets go of the collection before the collection ends.
     void TearDown() override { InitializeModule(nullptr, nullptr); }
+
+    CountingCollection host;
 };
 
 TEST_F(HostCollection, TheModuleHoldsExactlyOneReferenceToTheLatestCollection) {
-    CountingCollection host;
     EXPECT_EQ(InitializeModule(nullptr, &host), S_OK);
     EXPECT_EQ(host.Refs(), 1u);
     EXPECT_EQ(gGlobalComponentCollection.Get(), &host);
@@ -38,7 +39,6 @@ TEST_F(HostCollection, TheModuleHoldsExactlyOneReferenceToTheLatestCollection) {
 }
 
 TEST_F(HostCollection, GlobalComponentsHandsOutANewReference) {
-    CountingCollection host;
     InitializeModule(nullptr, &host);
     IComponentCollection* got = GLOBALComponents();
     EXPECT_EQ(got, &host);
@@ -48,8 +48,7 @@ TEST_F(HostCollection, GlobalComponentsHandsOutANewReference) {
 }
 
 TEST_F(HostCollection, CreateObjectReturnsNullWhenTheHostMakesNothing) {
-    CountingCollection host; // creates nothing
-    InitializeModule(nullptr, &host);
+    InitializeModule(nullptr, &host); // a host collection that creates nothing
     IID iid = IID_ICreatableString;
     EXPECT_EQ(CreateObject(REFLiteral(L"CreatableString"), &iid), nullptr);
     // The collection reference taken for the call was given back.

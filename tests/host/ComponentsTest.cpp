@@ -5,6 +5,7 @@
 #include "host/ComponentString.h"
 #include "host/ModuleLoader.h"
 #include "HostTestSupport.h"
+#include "support/CountingCollection.h"
 
 using namespace hosttest;
 
@@ -186,39 +187,6 @@ TEST(ModuleLoading, LoadedModulesMakeComponentsByName) {
     EXPECT_EQ(named->CreateInstance(&IID_IUnknown, made.OutVoid()), E_FAIL);
 }
 
-// An outer host's collection that records what it is asked for. It lives on
-// the test's stack and only counts references.
-struct RecordingCollection final : IComponentCollection {
-    HRESULT QueryInterface(const IID& iid, void** out) override {
-        if (iid != IID_IUnknown && iid != IID_IComponentCollection) return E_NOINTERFACE;
-        *out = this;
-        AddRef();
-        return S_OK;
-    }
-    uint32_t AddRef() override { return ++refs; }
-    uint32_t Release() override { return --refs; }
-    HRESULT get_Count(int32_t* count) override { *count = 0; return S_OK; }
-    HRESULT get_Item(int32_t, IUnknown**) override { return E_INVALIDARG; }
-    HRESULT get_Index(IUnknown*, int32_t*) override { return E_FAIL; }
-    HRESULT get_ItemName(int32_t, IString**) override { return E_INVALIDARG; }
-    HRESULT Rename(int32_t, IString*) override { return E_FAIL; }
-    HRESULT CollectionLock() override { return S_OK; }
-    HRESULT CollectionUnlock() override { return S_OK; }
-    HRESULT IsCollectionLocked() override { return 0; }
-    HRESULT CreateComponent(tagREFString name, const IID* iid, void** out) override {
-        ++calls;
-        asked.assign(name.m_pString, static_cast<size_t>(name.m_Length));
-        if (askBack) askBack->CreateComponent(name, iid, out);
-        return E_ABORT;
-    }
-    HRESULT LoadModule(tagREFString) override { return E_FAIL; }
-
-    int refs = 0;
-    int calls = 0;
-    std::wstring asked;
-    IComponentCollection* askBack = nullptr;
-};
-
 // The built shared object, as a host or module sees it through dlopen.
 class ExportedEntryPoints : public ::testing::Test {
 protected:
@@ -264,7 +232,8 @@ TEST_F(ExportedEntryPoints, OnlyTheTwoNamesAndOnlyExactly) {
 }
 
 TEST_F(ExportedEntryPoints, BootstrapAsAModuleDoes) {
-    RecordingCollection outer; // outlives every use by the runtime below
+    CountingCollection outer; // an outer host; outlives every use by the runtime below
+    outer.createAnswer = E_ABORT;
     EXPECT_EQ(m_initialize(nullptr, nullptr), S_OK);
 
     // A component string set to "Collections"/"CreatableString" makes strings.
@@ -298,12 +267,12 @@ TEST_F(ExportedEntryPoints, BootstrapAsAModuleDoes) {
     // once: an outer collection that asks back does not recurse.
     outer.askBack = first.Get();
     ASSERT_EQ(m_initialize(nullptr, &outer), S_OK);
-    EXPECT_EQ(outer.refs, 1);
+    EXPECT_EQ(outer.Refs(), 1u);
     EXPECT_EQ(first->CreateComponent(REFLiteral(L"OnlyOutside"), &IID_IUnknown, none.OutVoid()), E_ABORT);
     EXPECT_EQ(outer.asked, L"OnlyOutside");
     EXPECT_EQ(outer.calls, 1);
     ASSERT_EQ(first->CreateComponent(REFLiteral(L"Variant"), &IID_IVariant, v.OutVoid()), S_OK);
     EXPECT_EQ(outer.calls, 1); // built-ins never ask outside
     EXPECT_EQ(m_initialize(nullptr, nullptr), S_OK);
-    EXPECT_EQ(outer.refs, 0);
+    EXPECT_EQ(outer.Refs(), 0u);
 }

@@ -1,9 +1,11 @@
-// A component collection that only counts its references, for tests of
-// how the module holds the host collection. It lives on the test's stack
-// and is never deleted through Release.
+// A host's component collection that counts its references and records
+// what it is asked to create, for tests of how a module holds and uses the
+// host collection. It lives on the test's stack and is never deleted
+// through Release.
 #pragma once
 
 #include <atomic>
+#include <string>
 
 #include "sdk/Framework.h"
 
@@ -38,11 +40,21 @@ public:
     HRESULT CollectionLock() override { return S_OK; }
     HRESULT CollectionUnlock() override { return S_OK; }
     HRESULT IsCollectionLocked() override { return 0; }
-    HRESULT CreateComponent(tagREFString, const IID*, void** out) override {
+    // Records the name asked for, passes the request on to `askBack` when
+    // set, and answers `createAnswer`.
+    HRESULT CreateComponent(tagREFString name, const IID* iid, void** out) override {
+        ++calls;
+        asked.assign(name.m_pString, static_cast<size_t>(name.m_Length));
         if (out) *out = nullptr;
-        return E_FAIL;
+        if (askBack) askBack->CreateComponent(name, iid, out);
+        return createAnswer;
     }
     HRESULT LoadModule(tagREFString) override { return E_FAIL; }
+
+    HRESULT createAnswer = E_FAIL;
+    IComponentCollection* askBack = nullptr;
+    int calls = 0;
+    std::wstring asked; // the last name asked for
 
 private:
     std::atomic<uint32_t> m_refs{0};

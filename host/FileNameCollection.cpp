@@ -47,17 +47,26 @@ bool MayList(unsigned char type, bool folders) {
     }
 }
 
-// Status of the entry as it should be listed, or false to leave it out.
-bool ListedStatus(int dir, const char* name, unsigned char type, bool folders, struct stat& st) {
+enum class Listed { Yes, No, Failed };
+
+// Whether the entry belongs in the listing, with the status it is listed
+// with. An entry that vanished since the folder was read, or a link whose
+// target is missing or loops, is left out; any other failure to read a
+// status fails the listing, so that an entry that exists is never taken for
+// one that does not.
+Listed ListedStatus(int dir, const char* name, unsigned char type, bool folders, struct stat& st) {
     if (type == DT_UNKNOWN) {
-        if (fstatat(dir, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return false;
+        if (fstatat(dir, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? Listed::No : Listed::Failed;
         if (S_ISLNK(st.st_mode)) {
-            if (folders) return false;
+            if (folders) return Listed::No;
             type = DT_LNK;
         }
     }
-    if (type != DT_UNKNOWN && fstatat(dir, name, &st, 0) != 0) return false; // gone, or a dangling link
-    return folders ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode);
+    if (type != DT_UNKNOWN && fstatat(dir, name, &st, 0) != 0) {
+        if (errno == ENOENT || (type == DT_LNK && errno == ELOOP)) return Listed::No;
+        return Listed::Failed;
+    }
+    return (folders ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode)) ? Listed::Yes : Listed::No;
 }
 
 // Holds the collection's own lock for a scope.
@@ -120,6 +129,10 @@ HRESULT FileNameCollection::put_Option(int32_t option, int32_t value) {
 HRESULT FileNameCollection::get_Option(int32_t option, int32_t* value) {
     if (!value) return E_POINTER;
     std::lock_guard<std::mutex> hold(m_settingsLock);
+    if (option == FILENAME_OPTION_SCAN_ERROR || option == FILENAME_OPTION_WORK_FILES) {
+        *value = option == FILENAME_OPTION_SCAN_ERROR ? m_scanError : m_workFiles;
+        return S_OK;
+    }
     auto found = m_options.find(option);
     *value = found == m_options.end() ? 0 : found->second;
     return found == m_options.end() ? S_FALSE : S_OK;
@@ -137,26 +150,34 @@ HRESULT FileNameCollection::Scan() {
         auto found = m_options.find(FILENAME_OPTION_FOLDERS);
         folders = found != m_options.end() && found->second != 0;
     }
-    const auto fail = [this] {
+    const auto fail = [this](int error) {
         ClearItems();
+        std::lock_guard<std::mutex> hold(m_settingsLock);
+        m_scanError = error != 0 ? error : EIO;
+        m_workFiles = 0;
         return E_FAIL;
     };
-    if (text->folder.empty()) return fail();
+    if (text->folder.empty()) return fail(ENOENT);
     std::unique_ptr<DIR, DirCloser> dir(opendir(FileNameToBytes(text->folder).c_str()));
-    if (!dir) return fail();
+    if (!dir) return fail(errno);
 
     // One pass over the folder collects the candidate names.
     std::string bytes;
     std::vector<RawName> raw;
+    int32_t workFiles = 0;
     errno = 0;
     while (const dirent* e = readdir(dir.get())) {
         if (IsDotOrDotDot(e->d_name) || !MayList(e->d_type, folders)) continue;
         const size_t length = std::strlen(e->d_name);
-        if (bytes.size() + length + 1 > UINT32_MAX) return fail();
+        if (!folders && IsCopyWorkFileName(e->d_name, length)) {
+            ++workFiles;
+            continue;
+        }
+        if (bytes.size() + length + 1 > UINT32_MAX) return fail(EOVERFLOW);
         raw.push_back(RawName{static_cast<uint32_t>(bytes.size()), static_cast<uint32_t>(length), e->d_type});
         bytes.append(e->d_name, length + 1);
     }
-    if (errno != 0) return fail();
+    if (errno != 0) return fail(errno);
 
     const auto nameOf = [&bytes](const RawName& r) { return std::string_view(bytes).substr(r.offset, r.length); };
     std::sort(raw.begin(), raw.end(), [&](const RawName& a, const RawName& b) { return nameOf(a) < nameOf(b); });
@@ -177,8 +198,11 @@ HRESULT FileNameCollection::Scan() {
         if (!folders && !filter.Empty())
             data.pattern = filter.Find(std::wstring_view(text->names).substr(data.nameOffset));
         struct stat st;
-        if ((!folders && !filter.Empty() && data.pattern < 0) ||
-            !ListedStatus(dirFd, bytes.data() + r.offset, r.type, folders, st)) {
+        const Listed verdict = (!folders && !filter.Empty() && data.pattern < 0)
+                                   ? Listed::No
+                                   : ListedStatus(dirFd, bytes.data() + r.offset, r.type, folders, st);
+        if (verdict == Listed::Failed) return fail(errno);
+        if (verdict == Listed::No) {
             text->names.resize(data.nameOffset);
             continue;
         }
@@ -190,6 +214,11 @@ HRESULT FileNameCollection::Scan() {
     }
     dir.reset();
 
+    {
+        std::lock_guard<std::mutex> hold(m_settingsLock);
+        m_scanError = 0;
+        m_workFiles = workFiles;
+    }
     std::shared_ptr<const ListingText> shared = std::move(text);
     // The old listing is replaced under the collection's lock, so that a
     // reader sees either the old or the whole new one.

@@ -16,6 +16,13 @@
 // a name is listed when one pattern matches it; without an extension
 // collection, or with an empty one, every name is listed. Folder names are
 // not filtered, so that a walk reaches every sub-folder.
+// Copy work files (see IsCopyWorkFileName) are never listed; the file
+// listing counts them, and get_Option answers the count for
+// FILENAME_OPTION_WORK_FILES and the system's error number of a failed scan
+// for FILENAME_OPTION_SCAN_ERROR.
+// An entry that vanishes while the folder is read is left out; any other
+// entry whose status cannot be read fails the scan (a listing never omits
+// an entry that exists).
 // Names are matched exactly in get_Index and FindName, as the file system
 // does. Other option numbers (18, 22, 24, 25 among them) are accepted and
 // kept for the caller and do not change the listing.
@@ -45,7 +52,7 @@ public:
     // S_FALSE and 0 for an option never set.
     HRESULT get_Option(int32_t option, int32_t* value) override;
     // Replaces the items by a new listing; E_FAIL (and no items) when the
-    // folder cannot be opened or read.
+    // folder cannot be opened or read, or an entry's status cannot be read.
     HRESULT Scan() override;
 
 private:
@@ -56,6 +63,8 @@ private:
     std::wstring m_folder;
     IPtr<ExtCollection> m_extensions;
     std::map<int32_t, int32_t> m_options;
+    int32_t m_scanError = 0; // facts of the last scan
+    int32_t m_workFiles = 0;
 };
 
 } // namespace host

@@ -1,6 +1,8 @@
 // Folder listings.
 #pragma once
 
+#include <cstddef>
+
 #include "Collections.h"
 
 enum FileAttribute : int32_t {
@@ -23,7 +25,28 @@ struct IExtCollection : IUnknown {
 // Listing options.
 enum FileNameOption : int32_t {
     FILENAME_OPTION_FOLDERS = 11, // 1 lists sub-folders instead of files
+    // Read-only facts of the last Scan, answered by get_Option:
+    FILENAME_OPTION_SCAN_ERROR = 100, // the system's error number of a failed scan, else 0
+    FILENAME_OPTION_WORK_FILES = 101, // copy work files found in the folder and left out
 };
+
+// The work file a copy writes before renaming it over its target: this
+// prefix and kCopyWorkFileTagLength characters from [0-9a-z]. Listings leave
+// such names out (they are never part of a tree), and a copy pass removes
+// those that no running copy holds locked.
+inline constexpr char kCopyWorkFilePrefix[] = ".shadow-partial-";
+inline constexpr int kCopyWorkFileTagLength = 12;
+
+// Whether a file name (its bytes) is a copy work file's.
+inline bool IsCopyWorkFileName(const char* name, size_t length) {
+    constexpr size_t prefix = sizeof kCopyWorkFilePrefix - 1;
+    if (length != prefix + kCopyWorkFileTagLength) return false;
+    for (size_t i = 0; i < prefix; ++i)
+        if (name[i] != kCopyWorkFilePrefix[i]) return false;
+    for (size_t i = prefix; i < length; ++i)
+        if (!((name[i] >= '0' && name[i] <= '9') || (name[i] >= 'a' && name[i] <= 'z'))) return false;
+    return true;
+}
 
 // A listing of one folder. Its entries are reached through ISuperCollection
 // on the same object; each entry answers IFileArchive (its full path),

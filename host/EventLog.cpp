@@ -8,8 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <algorithm>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "host/ComponentRegistry.h"
 #include "host/HostStrings.h"
@@ -66,6 +68,46 @@ private:
     std::mutex m_mutex;
     std::map<std::string, File> m_files;
 };
+
+// The process's listeners. Lines are handed on from a copy of the list, so a
+// listener may log or unsubscribe while it is called.
+class EventListeners final {
+public:
+    HRESULT Subscribe(IPtr<IUILineDisplayable> listener) {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_listeners.push_back(std::move(listener));
+        return S_OK;
+    }
+    HRESULT Unsubscribe(IUILineDisplayable* listener) {
+        IPtr<IUILineDisplayable> gone; // released outside the lock
+        std::lock_guard<std::mutex> lock(m_mutex);
+        auto found = std::find_if(m_listeners.begin(), m_listeners.end(),
+                                  [&](const IPtr<IUILineDisplayable>& l) { return l.Get() == listener; });
+        if (found == m_listeners.end()) return S_FALSE;
+        gone = std::move(*found);
+        m_listeners.erase(found);
+        return S_OK;
+    }
+    void Notify(IString* title, IString* text, uint32_t kind) {
+        std::vector<IPtr<IUILineDisplayable>> now;
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            if (m_listeners.empty()) return;
+            now = m_listeners;
+        }
+        for (const auto& listener : now) listener->DisplayLine(title, text, kind);
+    }
+
+private:
+    std::mutex m_mutex;
+    std::vector<IPtr<IUILineDisplayable>> m_listeners;
+};
+
+EventListeners& Listeners() {
+    // Never destroyed, as the writer: a late line must find it.
+    static EventListeners* listeners = new EventListeners();
+    return *listeners;
+}
 
 EventLogWriter& Writer() {
     // Never destroyed: detached worker threads may still log while the
@@ -151,7 +193,15 @@ HRESULT EventLog::DisplayLine(IString* title, IString* text, uint32_t kind) {
     clock_gettime(CLOCK_REALTIME, &now);
     std::string line = ToUtf8(FormatEventLine(now, ToWide(title), ToWide(text), kind));
     line += '\n';
-    return Writer().Write(ToUtf8(Path()), line) ? S_OK : E_FAIL;
+    const bool written = Writer().Write(ToUtf8(Path()), line);
+    Listeners().Notify(title, text, kind);
+    return written ? S_OK : E_FAIL;
+}
+
+HRESULT EventLog::Advise(IUnknown* listener, int32_t on) {
+    auto display = QueryAs<IUILineDisplayable>(listener, IID_IUILineDisplayable);
+    if (!display) return listener ? E_NOINTERFACE : E_POINTER;
+    return on ? Listeners().Subscribe(std::move(display)) : Listeners().Unsubscribe(display.Get());
 }
 
 HRESULT EventLog::get_Filename(IString** name) { return ReturnString(Path(), name); }

@@ -11,6 +11,11 @@
 // else $HOME/.local/state/shadow/events.log. Its folder is created on the
 // first line. All instances share one writer, so lines of concurrent writers
 // never interleave; Save pushes what is buffered out to the disk.
+//
+// Listeners subscribed through IEventSource (on any instance: they are the
+// process's) receive every line after it was written, on the logging
+// thread, outside the log's locks; a line display of the command line uses
+// this to show the failures a run recorded.
 #pragma once
 
 #include <time.h>
@@ -30,7 +35,7 @@ std::wstring DefaultEventLogPath();
 std::wstring FormatEventLine(const ::timespec& when, std::wstring_view title, std::wstring_view text,
                              uint32_t kind);
 
-class EventLog final : public HostObject<IUILineDisplayable, IFileArchive> {
+class EventLog final : public HostObject<IUILineDisplayable, IFileArchive, IEventSource> {
 public:
     EventLog();
 
@@ -47,6 +52,10 @@ public:
     // Flushes the lines written so far to the disk; S_OK when nothing was
     // written yet.
     HRESULT Save() override;
+
+    // E_NOINTERFACE for a listener that is not a line display; unsubscribing
+    // one that is not subscribed answers S_FALSE.
+    HRESULT Advise(IUnknown* listener, int32_t on) override;
 
 private:
     std::wstring Path();

@@ -25,6 +25,14 @@ struct IUILineDisplayable : IUnknown {
     virtual HRESULT DisplayLine(IString* title, IString* text, uint32_t kind) = 0;
 };
 
+// A source of events that listeners subscribe to. The host's event log
+// ("EventLogGlobal") hands every line it records to each listener that
+// answers IUILineDisplayable, on the thread that logs it.
+struct IEventSource : IUnknown {
+    // `on` 1 subscribes the listener (holding a reference), 0 unsubscribes it.
+    virtual HRESULT Advise(IUnknown* listener, int32_t on) = 0;
+};
+
 struct IUIRefreshableObject : IUnknown {
     virtual HRESULT Refresh(int32_t what) = 0;
 };

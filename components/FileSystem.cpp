@@ -2,33 +2,22 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <stdio.h>
+#include <sys/file.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <vector>
 
+#include "components/FileDescriptor.h"
 #include "core/Helpers.h"
 
 namespace {
-
-// Owns a file descriptor.
-class FileDescriptor final {
-public:
-    explicit FileDescriptor(int fd) : m_fd(fd) {}
-    FileDescriptor(const FileDescriptor&) = delete;
-    FileDescriptor& operator=(const FileDescriptor&) = delete;
-    ~FileDescriptor() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    int Get() const { return m_fd; }
-    bool IsOpen() const { return m_fd >= 0; }
-
-private:
-    int m_fd;
-};
 
 // The chunk of one copy step: large enough to keep system calls few, small
 // enough that memory stays bounded whatever the file's size.
@@ -64,7 +53,7 @@ bool CopyThroughBuffer(int in, int out, uint64_t& written) {
 }
 
 // Copies all of `in` to `out`, in the kernel where it can, else through a
-// buffer. Returns false on a read or write error.
+// buffer. Returns false (errno set) on a read or write error.
 bool CopyContent(int in, int out, uint64_t& written) {
     for (;;) {
         const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, kCopyChunk * 64, 0);
@@ -84,43 +73,210 @@ bool CopyContent(int in, int out, uint64_t& written) {
     }
 }
 
+HRESULT Fail(OSError& error, int code) {
+    error.code = code != 0 ? code : EIO;
+    return E_FAIL;
+}
+HRESULT Fail(OSError& error, const char* reason) {
+    error.reason = reason;
+    return E_FAIL;
+}
+
+// A fresh work-file tag: random, so that concurrent runs, and a run and the
+// leftovers of a killed one, never pick the same name.
+std::string WorkFileName() {
+    static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+    thread_local uint64_t state = [] {
+        uint64_t seed = 0;
+        if (::getrandom(&seed, sizeof seed, GRND_NONBLOCK) != sizeof seed)
+            seed = static_cast<uint64_t>(::getpid()) * 0x9E3779B97F4A7C15ull ^ reinterpret_cast<uintptr_t>(&seed);
+        return seed;
+    }();
+    // splitmix64: a new, well mixed value from a counter.
+    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+    z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
+    z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
+    z ^= z >> 31;
+    std::string name(kCopyWorkFilePrefix);
+    for (int i = 0; i < kCopyWorkFileTagLength; ++i, z /= 36) name += kDigits[z % 36];
+    return name;
+}
+
+// The work file of one copy: created exclusively in the target's folder,
+// never through a link, readable by its owner only until it is complete,
+// and locked for its whole life so that a clean-up by another run knows it
+// is in use. Removed again unless it was renamed over its target.
+class WorkFile final {
+public:
+    explicit WorkFile(int folder) : m_folder(folder) {}
+    WorkFile(const WorkFile&) = delete;
+    WorkFile& operator=(const WorkFile&) = delete;
+    ~WorkFile() {
+        if (m_fd.IsOpen() && !m_committed) ::unlinkat(m_folder, m_name.c_str(), 0);
+    }
+
+    // False (errno set) when no work file can be made in the folder.
+    bool Create() {
+        for (int attempt = 0; attempt < 16; ++attempt) {
+            m_name = WorkFileName();
+            FileDescriptor fd(::openat(m_folder, m_name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                       0600));
+            if (!fd.IsOpen()) {
+                if (errno == EEXIST) continue;
+                return false;
+            }
+            // Held by a clean-up that found it the instant it was made: leave
+            // it to that clean-up and take another name. Where locks are not
+            // supported the file goes unlocked, and no clean-up removes it.
+            if (::flock(fd.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
+            m_fd = std::move(fd);
+            return true;
+        }
+        errno = EEXIST;
+        return false;
+    }
+    int Get() const { return m_fd.Get(); }
+
+    // Puts the work file in place of `name`; without `overwrite` only when
+    // there is nothing of that name. False (errno set) on failure.
+    bool Commit(const char* name, bool overwrite) {
+        int result;
+        if (overwrite) {
+            result = ::renameat(m_folder, m_name.c_str(), m_folder, name);
+        } else {
+            result = ::renameat2(m_folder, m_name.c_str(), m_folder, name, RENAME_NOREPLACE);
+            if (result != 0 && (errno == EINVAL || errno == ENOSYS)) {
+                // No exclusive rename on this file system: a hard link fails
+                // as well when the name is taken.
+                result = ::linkat(m_folder, m_name.c_str(), m_folder, name, 0);
+                if (result == 0) ::unlinkat(m_folder, m_name.c_str(), 0);
+            }
+        }
+        m_committed = result == 0;
+        return m_committed;
+    }
+
+private:
+    int m_folder;
+    std::string m_name;
+    FileDescriptor m_fd;
+    bool m_committed = false;
+};
+
+// The process's umask, read without changing it; 022 when it cannot be
+// read.
+mode_t CurrentUmask() {
+    if (FILE* status = std::fopen("/proc/self/status", "re")) {
+        char line[256];
+        unsigned mask = 022;
+        while (std::fgets(line, sizeof line, status))
+            if (std::sscanf(line, "Umask: %o", &mask) == 1) break;
+        std::fclose(status);
+        return static_cast<mode_t>(mask);
+    }
+    return 022;
+}
+
+// The permission bits the copy gets: the source's, less set-user and
+// set-group bits for an owner or group the copy does not have (a mirror run
+// by root must not turn a user's program into one that runs as root).
+mode_t CopiedMode(const struct stat& source) {
+    mode_t mode = source.st_mode & 07777;
+    if (source.st_uid != ::geteuid()) mode &= ~S_ISUID;
+    if (source.st_gid != ::getegid()) mode &= ~S_ISGID;
+    return mode;
+}
+
+bool SameContent(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
 } // namespace
 
 std::unique_ptr<char[]> OSPath(tagREFString path) { return std::unique_ptr<char[]>(_IS2A(path, nullptr)); }
 
+std::string OSError::Text() const {
+    char buffer[256];
+    return reason ? reason : ::strerror_r(code, buffer, sizeof buffer);
+}
+
+HRESULT OSCopyFileAt(const char* source, int folder, const char* name, short overwrite, OSError* error) {
+    OSError unused;
+    OSError& why = error ? *error : unused;
+    why = OSError{};
+
+    FileDescriptor in(::open(source, O_RDONLY | O_CLOEXEC));
+    if (!in.IsOpen()) return Fail(why, errno);
+    struct stat before {};
+    if (::fstat(in.Get(), &before) != 0) return Fail(why, errno);
+    if (S_ISDIR(before.st_mode)) return Fail(why, EISDIR);
+    if (!overwrite && ::faccessat(folder, name, F_OK, AT_SYMLINK_NOFOLLOW) == 0) return Fail(why, EEXIST);
+
+    WorkFile work(folder);
+    if (!work.Create()) return Fail(why, errno);
+    uint64_t written = 0;
+    if (!CopyContent(in.Get(), work.Get(), written)) return Fail(why, errno);
+
+    if (written == 0) {
+        // An empty source: the empty target is put in place with the mode a
+        // new file gets, and the copy fails as a copy that wrote nothing.
+        ::fchmod(work.Get(), 0666 & ~CurrentUmask());
+        if (!work.Commit(name, overwrite != 0)) return Fail(why, errno);
+        return E_FAIL;
+    }
+
+    // The file read must be the file at the source path, whole and
+    // unchanged: otherwise the copy could be a mix of two versions, or an
+    // older version with a newer time than the source's next one.
+    struct stat after {}, now {};
+    if (::fstat(in.Get(), &after) != 0) return Fail(why, errno);
+    if (!SameContent(before, after) || written != static_cast<uint64_t>(after.st_size) ||
+        ::stat(source, &now) != 0 || now.st_dev != before.st_dev || now.st_ino != before.st_ino)
+        return Fail(why, "the source changed while it was read");
+
+    // A file system without permission bits (FAT) refuses this; the copy is
+    // still whole.
+    ::fchmod(work.Get(), CopiedMode(before));
+    if (!work.Commit(name, overwrite != 0)) return Fail(why, errno);
+    return S_OK;
+}
+
 HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
     const std::unique_ptr<char[]> from = OSPath(source);
     const std::unique_ptr<char[]> to = OSPath(target);
+    const char* slash = std::strrchr(to.get(), '/');
+    const std::string folder = !slash                ? std::string(".")
+                               : slash == to.get() ? std::string("/")
+                                                   : std::string(to.get(), static_cast<size_t>(slash - to.get()));
+    FileDescriptor parent(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!parent.IsOpen()) return E_FAIL;
+    return OSCopyFileAt(from.get(), parent.Get(), slash ? slash + 1 : to.get(), overwrite, nullptr);
+}
 
-    FileDescriptor in(::open(from.get(), O_RDONLY | O_CLOEXEC));
-    if (!in.IsOpen()) return E_FAIL;
-    struct stat sourceStatus {};
-    if (::fstat(in.Get(), &sourceStatus) != 0 || S_ISDIR(sourceStatus.st_mode)) return E_FAIL;
-    if (!overwrite) {
-        FileDescriptor existing(::open(to.get(), O_RDONLY | O_CLOEXEC));
-        if (existing.IsOpen()) return E_FAIL;
+void OSRemoveStaleWorkFiles(int folder) {
+    FileDescriptor listing(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!listing.IsOpen()) return;
+    DIR* dir = ::fdopendir(listing.Get());
+    if (!dir) return;
+    (void)listing.Release(); // the stream owns the descriptor now
+    std::vector<std::string> stale;
+    while (const dirent* entry = ::readdir(dir))
+        if (IsCopyWorkFileName(entry->d_name, std::strlen(entry->d_name))) stale.emplace_back(entry->d_name);
+    ::closedir(dir);
+    for (const std::string& name : stale) {
+        FileDescriptor work(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        // Locked by its writer while a copy runs; a lock we get means no
+        // copy holds it any more.
+        if (work.IsOpen() && ::flock(work.Get(), LOCK_EX | LOCK_NB) == 0) ::unlinkat(folder, name.c_str(), 0);
     }
-    // Created as fopen "wb" would: truncated, mode 0666 less the umask.
-    FileDescriptor out(::open(to.get(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-    if (!out.IsOpen()) return E_FAIL;
-
-    uint64_t written = 0;
-    if (!CopyContent(in.Get(), out.Get(), written)) return E_FAIL;
-    // An empty source: the empty target stays, and the copy counts as failed
-    // before the permissions are given.
-    if (written == 0) return E_FAIL;
-
-    // The permissions of the file just read (its status from the open
-    // descriptor, so no second path lookup).
-    ::fchmod(out.Get(), sourceStatus.st_mode & 07777);
-    return S_OK;
 }
 
 HRESULT OSCreateFolder(CREFString path) {
     if (path.m_Length <= 0) return E_FAIL;
     const std::unique_ptr<char[]> narrow = OSPath(path);
     std::string text(narrow.get());
-    ::umask(0);
+    // Mode 0777 under the umask: the process's umask is left as it is.
     // Each missing parent first, so that a new destination may be nested.
     for (size_t slash = text.find('/', 1); slash != std::string::npos; slash = text.find('/', slash + 1)) {
         const std::string parent = text.substr(0, slash);
@@ -145,4 +301,18 @@ HRESULT OSVerify(CREFString path) {
         return 0;
     }
     return E_FAIL;
+}
+
+bool OSFolderIdentityOf(CREFString path, OSFolderIdentity* identity) {
+    if (path.m_Length <= 0) return false;
+    struct stat status {};
+    if (::stat(OSPath(path).get(), &status) != 0 || !S_ISDIR(status.st_mode)) return false;
+    *identity = OSFolderIdentity{status.st_dev, status.st_ino};
+    return true;
+}
+
+bool OSNameMirrorable(CREFString name) {
+    for (int32_t i = 0; i < name.m_Length; ++i)
+        if (name.m_pString[i] >= 0xD800 && name.m_pString[i] <= 0xDFFF) return false;
+    return true;
 }

@@ -1,10 +1,11 @@
 #include "components/ShadowImpl.h"
 
-#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
 #include <cwctype>
 #include <string>
 
@@ -65,6 +66,12 @@ struct Listing {
         entries->get_ItemName(index, name.Out());
         return name;
     }
+    // A fact of the scan (FILENAME_OPTION_SCAN_ERROR, _WORK_FILES); 0 when unknown.
+    int32_t Fact(int32_t which) const {
+        int32_t value = 0;
+        if (names) names->get_Option(which, &value);
+        return value;
+    }
     int64_t Attribute(int32_t index, int32_t which) const {
         IPtr<IUnknown> entry;
         int64_t value = 0;
@@ -115,8 +122,15 @@ void ListBoth(SideThread& side, std::atomic<int32_t>& lastSize, IString* source,
     lastSize.store(targets.Count(), std::memory_order_relaxed);
 }
 
-void RemoveFile(const tagREFString& path) { std::remove(OSPath(path).get()); }
-void RemoveFolder(const tagREFString& path) { ::rmdir(OSPath(path).get()); }
+std::string NameBytes(IString* name) { return OSPath(View(name)).get(); }
+
+// Why a listing failed, for the failure report.
+OSError ScanError(const Listing& listing) {
+    OSError error;
+    error.code = listing.Fact(FILENAME_OPTION_SCAN_ERROR);
+    if (!error.Failed()) error.reason = "the folder cannot be listed";
+    return error;
+}
 
 } // namespace
 
@@ -173,9 +187,30 @@ void CShadow::Line(IUILineDisplayable* sink, const wchar_t* prefix, const tagREF
     Line(sink, text.c_str(), kind);
 }
 
+// One run of the passes: the identity of its source folder is known while
+// it lasts, and the failures it recorded are written out when it ends.
+class CShadow::RunScope final {
+public:
+    RunScope(CShadow& shadow, const CREFString& source) : m_shadow(shadow) {
+        m_shadow.m_RunSourcePath.assign(source.m_pString ? source.m_pString : L"",
+                                        static_cast<size_t>(std::max(source.m_Length, 0)));
+        m_shadow.m_RunSourceKnown = OSFolderIdentityOf(source, &m_shadow.m_RunSourceIdentity);
+    }
+    ~RunScope() {
+        m_shadow.m_RunSourceKnown = false;
+        m_shadow.m_Failures.Flush();
+    }
+    RunScope(const RunScope&) = delete;
+    RunScope& operator=(const RunScope&) = delete;
+
+private:
+    CShadow& m_shadow;
+};
+
 HRESULT CShadow::Shadow(IString* source, IString* destination, short copyNewOnly, short subFolders, short clean,
                         IUnknown* display) {
     IPtr<IUILineDisplayable> sink = QueryAs<IUILineDisplayable>(display, IID_IUILineDisplayable);
+    RunScope run(*this, View(source));
     if (source && destination) {
         SetTitle(L"Shadow Copy");
         const HRESULT copied = Copy(source, destination, copyNewOnly, subFolders, sink.Get(), nullptr);
@@ -224,6 +259,7 @@ HRESULT CShadow::Execute(CStopEvent* stop) {
     if (trimmed.m_Length <= 0) {
         if (!clean) return S_OK;
         SetTitle(L"Delete Folder)");
+        RunScope run(*this, trimmed);
         if (!CStopEvent::Requested(stop)) Remove(destination.Get(), sink.Get(), 1, stop);
         return S_OK;
     }
@@ -236,6 +272,7 @@ HRESULT CShadow::Execute(CStopEvent* stop) {
         if (same) return S_OK;
     }
 
+    RunScope run(*this, trimmed);
     SetTitle(L"Shadow(Copy)");
     const HRESULT copied = Copy(source.Get(), destination.Get(), copyNewOnly, subFolders, sink.Get(), stop);
     if (FAILED(copied) && sink) {
@@ -270,9 +307,16 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
              targets);
     if (FAILED(targets.status)) OSCreateFolder(to);
     // A source that cannot be listed ends the copy with the listing's code.
-    if (FAILED(sources.status)) return sources.status;
+    if (FAILED(sources.status)) {
+        m_Failures.Record("cannot list folder", from, ScanError(sources));
+        return sources.status;
+    }
     int32_t count = 0;
     if (const HRESULT hr = sources.entries->get_Count(&count); FAILED(hr)) return hr;
+
+    PassFolders::Scope level(m_Folders, to);
+    if (!level->Entered()) m_Failures.Record("cannot enter folder", to, level->error);
+    else if (targets.Fact(FILENAME_OPTION_WORK_FILES) > 0) OSRemoveStaleWorkFiles(level->Fd());
 
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IString> name = sources.Name(i);
@@ -286,9 +330,16 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
         }
         if (copy) {
             IPtr<IString> sourcePath = JoinPath(from, View(name.Get()));
-            IPtr<IString> targetPath = JoinPath(to, View(name.Get()));
-            // A file that fails to copy is counted all the same.
-            OSCopyFile(View(sourcePath.Get()), View(targetPath.Get()), 1);
+            // A file that fails to copy is counted all the same; the failure
+            // goes to the event log.
+            OSError error;
+            if (!OSNameMirrorable(View(name.Get()))) {
+                error.reason = "the name is not valid UTF-8";
+            } else if (level->Entered()) {
+                OSCopyFileAt(OSPath(View(sourcePath.Get())).get(), level->Fd(), NameBytes(name.Get()).c_str(), 1,
+                             &error);
+            }
+            if (error.Failed()) m_Failures.RecordCopy(View(sourcePath.Get()), View(JoinPath(to, View(name.Get())).Get()), error);
             m_CopyStatistics.Add(static_cast<double>(sources.Attribute(i, FILE_ATTRIBUTE_SIZE)));
             Line(sink, L"Copying: ", View(sourcePath.Get()), LINE_STATUS);
         }
@@ -304,21 +355,14 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     sources = Listing();
     targets = Listing();
     Listing folders = Scan(source, extensions.Get(), kListFolders);
+    if (FAILED(folders.status)) m_Failures.Record("cannot list folder", from, ScanError(folders));
     const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
     for (int32_t i = 0; i < folderCount; ++i) {
         IPtr<IString> name = folders.Name(i);
         IPtr<IString> sourceFolder = JoinPath(from, View(name.Get()));
         IPtr<IString> targetFolder = JoinPath(to, View(name.Get()));
-        const std::unique_ptr<char[]> narrow = OSPath(View(targetFolder.Get()));
-        ::umask(0);
-        bool usable = ::mkdir(narrow.get(), 0777) == 0;
-        if (!usable) {
-            if (DIR* existing = ::opendir(narrow.get())) {
-                ::closedir(existing);
-                usable = true;
-            }
-        }
-        if (usable) Copy(sourceFolder.Get(), targetFolder.Get(), copyNewOnly, subFolders, sink, stop);
+        if (MakeSubFolder(*level, name.Get(), targetFolder.Get()))
+            Copy(sourceFolder.Get(), targetFolder.Get(), copyNewOnly, subFolders, sink, stop);
         if (CStopEvent::Requested(stop)) {
             Line(sink, L"Aborted", LINE_STATUS);
             return E_ABORT;
@@ -327,8 +371,42 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     return S_OK;
 }
 
+bool CShadow::MakeSubFolder(const PassFolders::Level& level, IString* name, IString* path) {
+    if (!OSNameMirrorable(View(name))) {
+        m_Failures.Record("cannot mirror", View(path), "the name is not valid UTF-8");
+        return false;
+    }
+    if (!level.Entered()) return false; // reported when the level was entered
+    const std::string bytes = NameBytes(name);
+    // Mode 0777 under the user's umask (see OSCreateFolder).
+    if (::mkdirat(level.Fd(), bytes.c_str(), 0777) == 0) return true;
+    OSError error;
+    error.code = errno;
+    struct stat status {};
+    if (error.code == EEXIST && ::fstatat(level.Fd(), bytes.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (S_ISDIR(status.st_mode)) return true;
+        if (S_ISLNK(status.st_mode)) {
+            m_Failures.Record("skipped", View(path), "a symbolic link in the destination is not followed");
+            return false;
+        }
+        error.code = ENOTDIR;
+    }
+    m_Failures.Record("cannot create folder", View(path), error);
+    return false;
+}
+
+void CShadow::DeleteFile(const PassFolders::Level& level, IString* name, IString* path) {
+    OSError error;
+    if (!OSNameMirrorable(View(name))) error.reason = "the name is not valid UTF-8";
+    else if (!level.Entered()) error = level.error;
+    // A link is removed itself, never what it points at. A file already
+    // gone is what was wanted.
+    else if (::unlinkat(level.Fd(), NameBytes(name).c_str(), 0) != 0 && errno != ENOENT) error.code = errno;
+    if (error.Failed()) m_Failures.Record("cannot delete", View(path), error);
+}
+
 bool CShadow::SourceStillThere(const CREFString& source, IUILineDisplayable* sink) {
-    if (source.m_Length <= 3 || OSVerify(source) == 1) return true;
+    if (source.m_Length <= 3 || m_Folders.SourceUnchanged()) return true;
     Line(sink, L"Connection Aborted (Clean)", LINE_ERROR);
     return false;
 }
@@ -337,10 +415,17 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
                        short subFolders) {
     const CREFString from = View(source);
     const CREFString to = View(destination);
-    // A source that is not a reachable folder must never lead to deletions.
-    if (from.m_Length >= 4 && OSVerify(from) != 1) {
-        Line(sink, L"Connection Aborted (Clean)", LINE_ERROR);
-        return E_FAIL;
+    PassFolders::Scope level(m_Folders, to);
+    // A source that is not a reachable folder, or no longer the folder the
+    // run started with, must never lead to deletions.
+    if (from.m_Length >= 4) {
+        const bool runSource = m_RunSourceKnown && m_RunSourcePath.size() == static_cast<size_t>(from.m_Length) &&
+                               m_RunSourcePath.compare(0, m_RunSourcePath.size(), from.m_pString,
+                                                       static_cast<size_t>(from.m_Length)) == 0;
+        if (OSVerify(from) != 1 || !m_Folders.GuardSource(from, runSource ? &m_RunSourceIdentity : nullptr)) {
+            Line(sink, L"Connection Aborted (Clean)", LINE_ERROR);
+            return E_FAIL;
+        }
     }
     Line(sink, L"Scanning for Delete: ", to, LINE_PROGRESS);
 
@@ -348,18 +433,30 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     Listing sources, targets;
     ListBoth(m_Lister, m_LastListingSize[kListFiles], source, destination, extensions.Get(), kListFiles, sources,
              targets);
-    if (FAILED(sources.status)) return sources.status;
-    if (FAILED(targets.status)) return targets.status;
+    if (FAILED(sources.status)) {
+        m_Failures.Record("cannot list folder", from, ScanError(sources));
+        return sources.status;
+    }
+    if (FAILED(targets.status)) {
+        m_Failures.Record("cannot list folder", to, ScanError(targets));
+        return targets.status;
+    }
+    if (!level->Entered()) {
+        // Nothing is deleted through a folder that could not be entered.
+        m_Failures.Record("cannot enter folder", to, level->error);
+        return E_FAIL;
+    }
 
     const int32_t count = targets.Count();
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IString> name = targets.Name(i);
         if (sources.Find(name.Get()) < 0) {
             // Checked again before every deletion: a source that vanished
-            // during the pass (an unmounted or lost folder) stops it here.
+            // or was replaced during the pass (an unmounted or lost folder)
+            // stops it here.
             if (!SourceStillThere(from, sink)) return E_FAIL;
             IPtr<IString> targetPath = JoinPath(to, View(name.Get()));
-            RemoveFile(View(targetPath.Get()));
+            DeleteFile(*level, name.Get(), targetPath.Get());
             m_DeleteStatistics.Add(static_cast<double>(targets.Attribute(i, FILE_ATTRIBUTE_SIZE)));
             Line(sink, L"Deleting: ", View(targetPath.Get()), LINE_STATUS);
         }
@@ -376,8 +473,14 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     Listing sourceFolders, targetFolders;
     ListBoth(m_Lister, m_LastListingSize[kListFolders], source, destination, extensions.Get(), kListFolders,
              sourceFolders, targetFolders);
-    if (FAILED(sourceFolders.status)) return sourceFolders.status;
-    if (FAILED(targetFolders.status)) return targetFolders.status;
+    if (FAILED(sourceFolders.status)) {
+        m_Failures.Record("cannot list folder", from, ScanError(sourceFolders));
+        return sourceFolders.status;
+    }
+    if (FAILED(targetFolders.status)) {
+        m_Failures.Record("cannot list folder", to, ScanError(targetFolders));
+        return targetFolders.status;
+    }
 
     const int32_t folderCount = targetFolders.Count();
     for (int32_t i = 0; i < folderCount; ++i) {
@@ -406,12 +509,24 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     IPtr<IExtCollection> extensions = AllEntriesAs(L"*");
 
     Listing files = Scan(folder, extensions.Get(), kListFiles);
-    if (FAILED(files.status)) return files.status;
+    if (FAILED(files.status)) {
+        m_Failures.Record("cannot list folder", path, ScanError(files));
+        return files.status;
+    }
+    PassFolders::Scope level(m_Folders, path);
+    if (!level->Entered()) {
+        // Nothing is deleted through a folder that could not be entered: it
+        // may have been swapped for a link since it was listed.
+        m_Failures.Record("cannot enter folder", path, level->error);
+        return E_FAIL;
+    }
+    if (files.Fact(FILENAME_OPTION_WORK_FILES) > 0) OSRemoveStaleWorkFiles(level->Fd());
+
     const int32_t count = files.Count();
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IString> name = files.Name(i);
         IPtr<IString> filePath = JoinPath(path, View(name.Get()));
-        RemoveFile(View(filePath.Get()));
+        DeleteFile(*level, name.Get(), filePath.Get());
         m_DeleteStatistics.Add(static_cast<double>(files.Attribute(i, FILE_ATTRIBUTE_SIZE)));
         Line(sink, L"Deleting: ", View(filePath.Get()), LINE_STATUS);
         if (CStopEvent::Requested(stop)) {
@@ -421,6 +536,7 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     }
 
     Listing folders = Scan(folder, extensions.Get(), kListFolders);
+    if (FAILED(folders.status)) m_Failures.Record("cannot list folder", path, ScanError(folders));
     const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
     for (int32_t i = 0; i < folderCount; ++i) {
         IPtr<IString> name = folders.Name(i);
@@ -433,6 +549,17 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
         }
     }
 
-    if (removeFolder) RemoveFolder(path);
+    if (removeFolder) {
+        // A folder right inside another of the pass goes through that one;
+        // a top folder by its path.
+        const PassFolders::Level* above = m_Folders.Above();
+        const int removed = above ? ::unlinkat(above->Fd(), level->name.c_str(), AT_REMOVEDIR)
+                                  : ::rmdir(OSPath(path).get());
+        if (removed != 0 && errno != ENOENT) {
+            OSError error;
+            error.code = errno;
+            m_Failures.Record("cannot delete folder", path, error);
+        }
+    }
     return S_OK;
 }

@@ -8,7 +8,9 @@
 
 #include <atomic>
 
+#include "components/FailureLog.h"
 #include "components/FileStatistics.h"
+#include "components/PassFolders.h"
 #include "components/SideThread.h"
 #include "module/Object.h"
 #include "parameters/InputParametersImpl.h"
@@ -76,8 +78,15 @@ private:
     void Line(IUILineDisplayable* sink, const wchar_t* text, uint32_t kind);
     void Line(IUILineDisplayable* sink, const wchar_t* prefix, const tagREFString& path, uint32_t kind);
     // False (after writing "Connection Aborted (Clean)") when the source
-    // should be checked and is no longer a reachable folder.
+    // should be checked and is no longer the folder the level started with.
     bool SourceStillThere(const CREFString& source, IUILineDisplayable* sink);
+    // Creates, or finds as a real folder, the destination sub-folder `name`
+    // of the current level; false (reported) when it cannot be used.
+    bool MakeSubFolder(const PassFolders::Level& level, IString* name, IString* path);
+    // Deletes the file `name` of the current level; a failure is reported.
+    void DeleteFile(const PassFolders::Level& level, IString* name, IString* path);
+    // One run: the source folder's identity, the failures written out.
+    class RunScope;
 
     CFileStatistics m_DeleteStatistics;
     CFileStatistics m_CopyStatistics;
@@ -86,6 +95,16 @@ private:
     // Lists the destination while the pass lists the source: on a re-run
     // with little to copy, listing is nearly all of the work.
     SideThread m_Lister;
+    // The destination folders the passes are in, and the source folders
+    // they guard.
+    PassFolders m_Folders;
+    // The identity of the run's source folder, taken before its first pass
+    // (Shadow and Execute); a clean pass that starts on another folder under
+    // the same path stops.
+    std::wstring m_RunSourcePath;
+    OSFolderIdentity m_RunSourceIdentity;
+    bool m_RunSourceKnown = false;
+    FailureLog m_Failures{kObjectName};
     // The size of the last destination listing of files [0] and of folders
     // [1]; the first of each is handed off.
     std::atomic<int32_t> m_LastListingSize[2] = {INT32_MAX, INT32_MAX};

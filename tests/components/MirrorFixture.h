@@ -19,6 +19,7 @@
 
 #include "components/ShadowImpl.h"
 #include "core/Helpers.h"
+#include "module/Module.h"
 
 namespace fs = std::filesystem;
 
@@ -92,6 +93,31 @@ private:
     std::vector<Line> m_lines;
 };
 
+// The failures runs record in the host's event log while it lives.
+class FailureListener final {
+public:
+    FailureListener() : m_log(CreateHostObject<IEventSource>(L"EventLogGlobal", IID_IEventSource)) {
+        if (m_log) m_log->Advise(&failures, 1);
+    }
+    ~FailureListener() {
+        if (m_log) m_log->Advise(&failures, 0);
+    }
+    FailureListener(const FailureListener&) = delete;
+    FailureListener& operator=(const FailureListener&) = delete;
+
+    // The failure lines that contain `text`.
+    size_t Count(const std::string& text) {
+        size_t n = 0;
+        for (const auto& line : failures.Lines()) n += line.kind == LINE_ERROR && line.text.find(text) != std::string::npos;
+        return n;
+    }
+
+    RecordingDisplay failures;
+
+private:
+    IPtr<IEventSource> m_log;
+};
+
 class MirrorTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -99,6 +125,8 @@ protected:
                                             ::testing::UnitTest::GetInstance()->current_test_info()->name());
         fs::remove_all(root);
         fs::create_directories(root);
+        // Failures of the runs go to a log of the test's own.
+        ::setenv("SHADOW_EVENT_LOG", (root / "events.log").c_str(), 1);
         src = root / "src";
         dst = root / "dst";
         fs::create_directories(src);

@@ -6,6 +6,7 @@
 #include "cli/CliError.h"
 #include "cli/Commands.h"
 #include "cli/Components.h"
+#include "cli/FailureWatch.h"
 #include "cli/FolderChecks.h"
 #include "cli/HostRuntime.h"
 #include "cli/LineMonitor.h"
@@ -123,9 +124,10 @@ int RunCommand(const Arguments& args) {
     auto monitor = LineMonitor::Create(*runtime, UseLiveStatus(options.verbose), name);
     auto workspace = BindLineDisplay(*runtime, component.Get(), static_cast<IUILineDisplayable*>(monitor.Get()));
     std::vector<ParameterInfo> before = ReadParameters(parameters.Get());
+    FailureWatch failures(*runtime);
     StepOutcome outcome = RunStep(component.Get(), monitor.Get());
     if (parameters) PrintChangedParameters(before, parameters.Get());
-    return ExitCodeOf(outcome, monitor.Get(), ToUtf8(name));
+    return ExitCodeOf(outcome, monitor.Get(), ToUtf8(name), &failures, options.verbose);
 }
 
 } // namespace cli

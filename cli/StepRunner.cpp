@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "cli/CliError.h"
+#include "cli/FailureWatch.h"
 #include "cli/HostRuntime.h"
 #include "cli/LineMonitor.h"
 #include "cli/Text.h"
@@ -140,7 +141,30 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
     return outcome;
 }
 
-int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name) {
+namespace {
+
+// How many failures are shown without --verbose.
+constexpr size_t kFailuresShown = 5;
+
+// Prints the failures; true when there were any.
+bool ReportFailures(const FailureWatch& watch, const std::string& name, bool all) {
+    const std::vector<std::string> failures = watch.Failures();
+    if (failures.empty()) return false;
+    std::fprintf(stderr, "shadow: %s: %zu failure%s:\n", name.c_str(), failures.size(),
+                 failures.size() == 1 ? "" : "s");
+    const size_t shown = all ? failures.size() : std::min(failures.size(), kFailuresShown);
+    for (size_t i = 0; i < shown; ++i) std::fprintf(stderr, "  %s\n", failures[i].c_str());
+    if (shown < failures.size())
+        std::fprintf(stderr, "  ... and %zu more (--verbose shows them all)\n", failures.size() - shown);
+    if (!watch.LogFile().empty()) std::fprintf(stderr, "  (also in the event log %s)\n", watch.LogFile().c_str());
+    return true;
+}
+
+} // namespace
+
+int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name,
+               const FailureWatch* failures, bool allFailures) {
+    const bool failed = failures && ReportFailures(*failures, name, allFailures);
     if (outcome.interrupted) {
         std::fprintf(stderr, "shadow: %s interrupted\n", name.c_str());
         return EXIT_INTERRUPTED;
@@ -155,7 +179,7 @@ int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std
         std::fprintf(stderr, "shadow: %s reported %d error%s\n", name.c_str(), errors, errors == 1 ? "" : "s");
         return EXIT_FAILED;
     }
-    return EXIT_SUCCESS_CODE;
+    return failed ? EXIT_FAILED : EXIT_SUCCESS_CODE;
 }
 
 } // namespace cli

@@ -9,6 +9,7 @@
 
 namespace cli {
 
+class FailureWatch;
 class HostRuntime;
 class LineMonitor;
 
@@ -29,7 +30,10 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
 // with exit code 130. Throws CliError when the component is not a step.
 StepOutcome RunStep(IUnknown* component, LineMonitor* monitor);
 
-// The exit code for a finished run; prints what went wrong on stderr.
-int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name);
+// The exit code for a finished run; prints what went wrong on stderr: the
+// failures the run recorded in the event log (the first few, or all of them
+// with `allFailures`) make it 1.
+int ExitCodeOf(const StepOutcome& outcome, const LineMonitor* monitor, const std::string& name,
+               const FailureWatch* failures = nullptr, bool allFailures = false);
 
 } // namespace cli

@@ -1,5 +1,8 @@
 #include "host/IniDocument.h"
 
+#include <charconv>
+#include <cstdint>
+
 #include "host/KeyLookup.h"
 
 namespace host {
@@ -18,6 +21,109 @@ bool IsQuoted(std::wstring_view value) { return value.size() >= 2 && value.front
 
 bool HasLineBreakOrNul(std::wstring_view text) {
     return text.find_first_of(std::wstring_view(L"\r\n\0", 3)) != std::wstring_view::npos;
+}
+
+// A value written between quotes as it is, and read back so.
+bool NeedsPlainQuotes(std::wstring_view value) {
+    return !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()) || IsQuoted(value));
+}
+
+bool IsUnicodeScalar(uint32_t c) { return c <= 0x10FFFF && !(c >= 0xD800 && c <= 0xDFFF); }
+
+// A value that a line cannot hold as it is.
+bool NeedsEscapes(std::wstring_view value) {
+    for (wchar_t w : value) {
+        const auto c = static_cast<uint32_t>(w);
+        if (c == L'\n' || c == L'\r' || c == 0 || !IsUnicodeScalar(c)) return true;
+    }
+    return false;
+}
+
+std::wstring Escaped(std::wstring_view value) {
+    std::wstring out;
+    for (size_t i = 0; i < value.size(); ++i) {
+        const wchar_t w = value[i];
+        const auto c = static_cast<uint32_t>(w);
+        switch (c) {
+        case L'\\': out += L"\\\\"; break;
+        case L'"': out += L"\\\""; break;
+        case L'\n': out += L"\\n"; break;
+        case L'\r': out += L"\\r"; break;
+        case L'\t': out += L"\\t"; break;
+        default:
+            if (c < 0x20 || (c >= 0x7F && c <= 0x9F) || !IsUnicodeScalar(c) ||
+                (c == L' ' && (i == 0 || i + 1 == value.size()))) {
+                char digits[8];
+                const auto end = std::to_chars(digits, digits + sizeof digits, c, 16).ptr;
+                out += L"\\u{";
+                out.append(digits, end);
+                out += L'}';
+            } else {
+                out += w;
+            }
+        }
+    }
+    return out;
+}
+
+// The character of a "\u{hex}" escape at the start of `text` and the length
+// of the escape; 0 when the text starts no such escape.
+size_t CodeEscape(std::wstring_view text, wchar_t* character) {
+    if (text.size() < 4 || text.substr(0, 3) != L"\\u{") return 0;
+    uint32_t value = 0;
+    size_t i = 3;
+    for (; i < text.size() && i < 3 + 8; ++i) {
+        const wchar_t d = text[i];
+        const int digit = d >= L'0' && d <= L'9' ? d - L'0'
+                          : d >= L'a' && d <= L'f' ? d - L'a' + 10
+                          : d >= L'A' && d <= L'F' ? d - L'A' + 10
+                                                   : -1;
+        if (digit < 0) break;
+        value = value * 16 + static_cast<uint32_t>(digit);
+    }
+    if (i == 3 || i >= text.size() || text[i] != L'}') return 0;
+    *character = static_cast<wchar_t>(value);
+    return i + 1;
+}
+
+std::wstring Unescaped(std::wstring_view text) {
+    std::wstring out;
+    out.reserve(text.size());
+    for (size_t i = 0; i < text.size(); ++i) {
+        const wchar_t c = text[i];
+        const wchar_t next = i + 1 < text.size() ? text[i + 1] : L'\0';
+        if (c == L'\\') {
+            wchar_t simple = 0;
+            switch (next) {
+            case L'\\': simple = L'\\'; break;
+            case L'"': simple = L'"'; break;
+            case L'n': simple = L'\n'; break;
+            case L'r': simple = L'\r'; break;
+            case L't': simple = L'\t'; break;
+            }
+            if (simple) {
+                out += simple;
+                ++i;
+                continue;
+            }
+            wchar_t coded = 0;
+            if (size_t used = CodeEscape(text.substr(i), &coded)) {
+                out += coded;
+                i += used - 1;
+                continue;
+            }
+        }
+        out += c; // a backslash that starts no escape stands for itself
+    }
+    return out;
+}
+
+// The value of a key line from the text after its "=" (see the header).
+std::wstring ReadValue(std::wstring_view text) {
+    text = Trim(text);
+    if (!IsQuoted(text)) return std::wstring(text);
+    const std::wstring_view inner = text.substr(1, text.size() - 2);
+    return NeedsPlainQuotes(inner) ? std::wstring(inner) : Unescaped(inner);
 }
 
 } // namespace
@@ -73,11 +179,9 @@ bool IniDocument::Parse(std::wstring_view text, std::wstring* error) {
                              L"\" is neither \"[Section]\", \"key=value\", a comment nor blank";
                 return false;
             }
-            std::wstring_view value = Trim(trimmed.substr(equal + 1));
-            if (IsQuoted(value)) value = value.substr(1, value.size() - 2);
             line.kind = Kind::Key;
             line.name = std::wstring(key);
-            line.value = std::wstring(value);
+            line.value = ReadValue(trimmed.substr(equal + 1));
             line.owner = owner;
         }
         m_lines.push_back(std::move(line));
@@ -123,12 +227,17 @@ std::vector<std::pair<std::wstring, std::wstring>> IniDocument::Section(std::wst
 }
 
 std::wstring IniDocument::KeyLine(std::wstring_view key, std::wstring_view value) {
-    bool quote = !value.empty() && (IsBlank(value.front()) || IsBlank(value.back()) || IsQuoted(value));
     std::wstring text(key);
     text += L'=';
-    if (quote) text += L'"';
-    text += value;
-    if (quote) text += L'"';
+    if (NeedsEscapes(value)) {
+        text += L'"' + Escaped(value) + L'"';
+    } else if (NeedsPlainQuotes(value)) {
+        text += L'"';
+        text += value;
+        text += L'"';
+    } else {
+        text += value;
+    }
     return text;
 }
 
@@ -196,6 +305,5 @@ bool IniDocument::ValidKey(std::wstring_view name) {
            name.front() != L'#';
 }
 
-bool IniDocument::ValidValue(std::wstring_view value) { return !HasLineBreakOrNul(value); }
 
 } // namespace host

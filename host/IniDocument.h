@@ -9,6 +9,19 @@
 //   text needs leading or trailing blanks (or that starts and ends with a
 //   double quote) is written between double quotes, and one pair of
 //   enclosing quotes is removed when read;
+// - every value is kept exactly. One that the line cannot hold as it is (a
+//   line feed, a carriage return, a NUL, or a code unit that is not a Unicode
+//   character and so has no UTF-8 form) is written escaped between double
+//   quotes: \\ \" \n \r \t, \u{hex} for any other character below U+0020,
+//   U+007F to U+009F and code units that are not characters, and \u{20} for a
+//   space at either end, as in
+//       Note="\u{20}two\nlines\r"
+//   The escaped text never starts or ends with a blank nor starts with a
+//   quote, which is how a reader tells it from the quoting above (all that
+//   earlier versions wrote): quotes around text that starts or ends with a
+//   blank, or around quoted text, hold the value as it is; other quotes hold
+//   escaped text, in which a backslash that starts none of these escapes
+//   stands for itself ("C:\dir" reads as C:\dir);
 // - keys before the first section belong to the section named "";
 // - a section may appear more than once: its keys are read from every
 //   occurrence in file order, and the first of two equal keys wins;
@@ -40,16 +53,15 @@ public:
 
     // Changes the first matching key in place, or adds the key at the end of
     // the section's first occurrence, or a new section at the end of the
-    // document. The names and the value must be valid (see below).
+    // document. The names must be valid (see below); any value is.
     void Set(std::wstring_view section, std::wstring_view key, std::wstring_view value);
     // Removes every matching key line; false when there was none. Section
     // lines and comments are kept.
     bool Delete(std::wstring_view section, std::wstring_view key);
 
-    // What can be stored so that it reads back the same.
+    // The names that can be stored so that they read back the same.
     static bool ValidSection(std::wstring_view name);
     static bool ValidKey(std::wstring_view name);
-    static bool ValidValue(std::wstring_view value);
 
 private:
     enum class Kind { Blank, Comment, Section, Key };
@@ -57,7 +69,7 @@ private:
         Kind kind;
         std::wstring text;  // the line as it is written
         std::wstring name;  // section name or key name
-        std::wstring value; // key value, unquoted
+        std::wstring value; // key value, unquoted and unescaped
         std::wstring owner; // the section a key line belongs to
     };
     static std::wstring KeyLine(std::wstring_view key, std::wstring_view value);

@@ -226,9 +226,10 @@ public:
         return Succeed();
     }
 
-    // Names and values that would not read back the same are refused with
-    // E_INVALIDARG: line breaks anywhere, "[", "]" in a section name, "=" in
-    // a key, a key starting with "[", ";" or "#", blanks around a name.
+    // Names that would not read back the same are refused with E_INVALIDARG:
+    // line breaks or NUL anywhere, "[", "]" in a section name, "=" in a key, a
+    // key starting with "[", ";" or "#", blanks around a name. Every value is
+    // kept, character for character (escaped in the file when it must be).
     HRESULT SetValue(tagREFString section, tagREFString key, tagREFString value) override {
         std::wstring_view sectionText, keyText, valueText;
         if (!ViewOf(section, &sectionText) || !ViewOf(key, &keyText) || !ViewOf(value, &valueText)) return E_POINTER;
@@ -236,8 +237,6 @@ public:
             return Fail(E_INVALIDARG, L"\"" + std::wstring(sectionText) + L"\" cannot be a registry section name");
         if (!IniDocument::ValidKey(keyText))
             return Fail(E_INVALIDARG, L"\"" + std::wstring(keyText) + L"\" cannot be a registry key name");
-        if (!IniDocument::ValidValue(valueText))
-            return Fail(E_INVALIDARG, L"a registry value cannot hold a line break");
         return ChangeDocument([&](IniDocument& document, bool* write) {
             const std::wstring* old = document.Find(sectionText, keyText);
             *write = !old || *old != valueText;

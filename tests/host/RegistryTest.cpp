@@ -194,8 +194,8 @@ TEST_F(RegistryTest, GetValueCutsToTheCallersBuffer) {
 TEST_F(RegistryTest, NamesAndValuesThatCannotBeStoredAreRefused) {
     Seed("[S]\nA=1\n");
     const std::vector<std::tuple<const wchar_t*, const wchar_t*, const wchar_t*>> cases = {
-        {L"S", L"a=b", L"1"}, {L"S", L"", L"1"},       {L"S", L"[k", L"1"},   {L"S", L";k", L"1"},
-        {L"S", L" k", L"1"},  {L"S]", L"k", L"1"},     {L"S", L"k", L"a\nb"}, {L" S", L"k", L"1"},
+        {L"S", L"a=b", L"1"}, {L"S", L"", L"1"},   {L"S", L"[k", L"1"},     {L"S", L";k", L"1"},
+        {L"S", L" k", L"1"},  {L"S]", L"k", L"1"}, {L"S", L"k\r", L"1"}, {L" S", L"k", L"1"},
     };
     for (const auto& [section, key, value] : cases) {
         SCOPED_TRACE(host::ToUtf8(std::wstring(section) + L"/" + key));
@@ -203,6 +203,61 @@ TEST_F(RegistryTest, NamesAndValuesThatCannotBeStoredAreRefused) {
         EXPECT_FALSE(host::RegistryLastError().empty());
     }
     EXPECT_EQ(ReadFile(m_file), "[S]\nA=1\n");
+}
+
+TEST_F(RegistryTest, EveryCharacterOfAValueIsKept) {
+    struct Case {
+        const char* name;
+        std::wstring value;
+        std::string line; // as written, without its line end
+    };
+    const std::vector<Case> cases = {
+        {"trailing carriage return", L"value\r", "K=\"value\\r\""},
+        {"line feed", L"two\nlines", "K=\"two\\nlines\""},
+        {"line break and blanks at the ends", L" a\r\n\t", "K=\"\\u{20}a\\r\\n\\t\""},
+        {"blanks at the ends", L"  padded\t", "K=\"  padded\t\""},
+        {"separators", L"a=b;c[d]#e", "K=a=b;c[d]#e"},
+        {"separators first", L"=[;", "K==[;"},
+        {"quoted", L"\"q\"", "K=\"\"q\"\""},
+        {"quoted with a line break", L"\"q\n\"", "K=\"\\\"q\\n\\\"\""},
+        {"backslashes", L"C:\\new\\t", "K=C:\\new\\t"},
+        {"backslashes and a line break", L"C:\\new\n", "K=\"C:\\\\new\\n\""},
+        {"NUL and other controls", std::wstring(L"a\0b\x01", 4), "K=\"a\\u{0}b\\u{1}\""},
+        {"not a character", std::wstring{L'x', static_cast<wchar_t>(0xD800)}, "K=\"x\\u{d800}\""},
+        {"empty", L"", "K="},
+    };
+    for (const std::string end : {"\n", "\r\n"}) {
+        for (const Case& c : cases) {
+            SCOPED_TRACE(std::string(c.name) + (end == "\n" ? "" : ", CR LF lines"));
+            Seed("[S]" + end);
+            ASSERT_EQ(m_registry->SetValue(REFLiteral(L"S"), REFLiteral(L"K"), View(c.value)), S_OK);
+            EXPECT_EQ(ReadFile(m_file), "[S]" + end + c.line + end);
+            std::vector<wchar_t> buffer(c.value.size() + 2, L'#');
+            ASSERT_EQ(m_registry->GetValue(REFLiteral(L"S"), REFLiteral(L"K"), buffer.data(),
+                                           static_cast<int32_t>(buffer.size())),
+                      S_OK);
+            EXPECT_EQ(std::wstring(buffer.data(), c.value.size() + 1), c.value + L'\0');
+        }
+    }
+}
+
+TEST_F(RegistryTest, ValuesWrittenWithoutEscapesReadAsBefore) {
+    const std::vector<std::pair<std::string, std::wstring>> cases = {
+        {"K=C:\\new\\dir", L"C:\\new\\dir"},
+        {"K = \"  C:\\new \" ", L"  C:\\new "},
+        {"K=\"\"C:\\new\"\"", L"\"C:\\new\""},
+        {"K=\"\"", L""},
+        // Quotes written by hand around text that needs none: a backslash
+        // that starts no escape stands for itself.
+        {"K=\"C:\\dir\"", L"C:\\dir"},
+    };
+    for (const auto& [line, value] : cases) {
+        SCOPED_TRACE(line);
+        Seed("[S]\n" + line + "\n");
+        std::wstring read;
+        ASSERT_EQ(Get(L"S", L"K", &read), S_OK);
+        EXPECT_EQ(read, value);
+    }
 }
 
 TEST_F(RegistryTest, ConcurrentWritersLoseNoKeys) {

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "host/HostStrings.h"
+#include "host/StreamNesting.h"
 
 namespace host {
 
@@ -107,8 +108,10 @@ void SerialiseEntry(std::string& out, const FolderEntry& entry, int depth) {
     out += '\n';
 }
 
+// Recurses once per level of folders, which the streams keep within
+// kMaxStreamNesting.
 void SerialiseEntries(std::string& out, const FolderNode& folder, int depth) {
-    for (const FolderEntry& entry : folder.entries) SerialiseEntry(out, entry, depth);
+    for (const FolderEntry& entry : folder.Entries()) SerialiseEntry(out, entry, depth);
 }
 
 // ---- reading
@@ -297,9 +300,15 @@ void Parse(std::string_view text, FolderNode& root) {
             open.pop_back();
             continue;
         }
+        FolderNode& parent = *open.back().node;
         FolderEntry entry;
         entry.name = line.Quoted("name");
         if (entry.name.empty()) line.Fail("an entry name is empty");
+        // A folder or an object opens a level below its parent.
+        auto openLevel = [&] {
+            if (parent.depth >= kMaxStreamNesting) line.Fail(NestingTooDeepText("folders and objects are"));
+            return std::make_shared<FolderNode>(parent.depth + 1);
+        };
         FolderNode* opened = nullptr;
         if (type == "empty") {
         } else if (type == "int") {
@@ -312,23 +321,22 @@ void Parse(std::string_view text, FolderNode& root) {
             entry.value = ParseRaw(line);
         } else if (type == "folder") {
             line.Expect("{");
-            auto node = std::make_shared<FolderNode>();
+            auto node = openLevel();
             opened = node.get();
             entry.value = SubFolder{std::move(node)};
         } else if (type == "object") {
             std::wstring component = line.Quoted("component name");
             if (component.empty()) line.Fail("the component name is empty");
             line.Expect("{");
-            auto node = std::make_shared<FolderNode>();
+            auto node = openLevel();
             opened = node.get();
             entry.value = ObjectRecord{std::move(component), std::move(node)};
         } else {
             line.Fail("unknown entry type '" + std::string(type) + "'");
         }
         line.ExpectEnd();
-        FolderNode& parent = *open.back().node;
         if (parent.Find(entry.name)) line.Fail("a second entry named \"" + ToUtf8(entry.name) + "\"");
-        parent.entries.push_back(std::move(entry));
+        parent.Append(std::move(entry));
         if (opened) open.push_back({opened, number});
     }
     if (!headerSeen) throw ParseError("the text does not start with '" + std::string(kHeader) + "'");
@@ -346,14 +354,14 @@ std::string SerialiseFolder(const FolderNode& folder) {
 }
 
 bool ParseFolder(std::string_view text, FolderNode& folder, std::string& error) {
-    FolderNode parsed;
+    FolderNode parsed(folder.depth);
     try {
         Parse(text, parsed);
     } catch (const ParseError& e) {
         error = e.Message();
         return false;
     }
-    folder.entries = std::move(parsed.entries);
+    ReplaceEntries(folder, std::move(parsed));
     return true;
 }
 

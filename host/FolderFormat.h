@@ -30,6 +30,9 @@
 //   the block is empty).
 // - Names are not empty and are unique within their folder, ASCII letters
 //   folded.
+// - Folders and objects nest at most kMaxStreamNesting levels below the top
+//   folder of the tree (host/StreamNesting.h), counting the levels above the
+//   folder the text is read into.
 // Anything else is malformed: reading stops with a message naming the line.
 #pragma once
 
@@ -42,8 +45,9 @@ namespace host {
 
 std::string SerialiseFolder(const FolderNode& folder);
 
-// Reads a document into `folder` (which should be empty). False with a
-// message ("line N: ...") when the text is malformed.
+// Reads a document into `folder` (which should be empty; its depth is where
+// the document's levels start). False with a message ("line N: ...") when the
+// text is malformed. Takes time in proportion to the length of the text.
 bool ParseFolder(std::string_view text, FolderNode& folder, std::string& error);
 
 } // namespace host

@@ -14,6 +14,7 @@
 #include "host/PersistedObjects.h"
 #include "host/StreamErrorText.h"
 #include "host/StreamFaces.h"
+#include "host/StreamNesting.h"
 
 namespace host {
 
@@ -31,6 +32,7 @@ struct FolderTreeState {
     std::shared_ptr<FolderNode> root = std::make_shared<FolderNode>();
     ArchiveFile file{L"Folder Stream Files (*.fst)|*.fst|All Files (*.*)|*.*||"};
     std::string error;
+    uint64_t failures = 0; // counts the errors set, so that a caller sees whether a callee set one
     uint64_t revision = 0;
 };
 
@@ -89,13 +91,22 @@ public:
         std::string error;
         if (!DescribePersistable(object, described, error))
             return Fail(E_FAIL, "cannot write the object " + Quote(entryName) + ": " + error);
-        auto content = std::make_shared<FolderNode>();
+        // Refused before the object saves itself, which would write its own
+        // objects one level deeper again (without end for objects that hold
+        // each other).
+        if (!RoomForLevel()) return Fail(E_FAIL, "cannot write the object " + Quote(entryName) + ": " + TooDeepText());
+        auto content = std::make_shared<FolderNode>(m_node->depth + 1);
         IPtr<IDataStream> folder;
         hr = CreateHostComponent<FolderStream>(&IID_IDataStream, folder.OutVoid(), m_state, content);
         if (FAILED(hr)) return hr;
+        // An object that failed for a reason this stream gave (as objects
+        // nested too deep do) keeps that reason as the error text.
+        const uint64_t failures = m_state->failures;
         if (FAILED(described.persist->Save(folder.Get(), 0)))
-            return Fail(E_FAIL, "the object " + Quote(entryName) + " of component " + Quote(described.component) +
-                                    " failed to save itself");
+            return failures != m_state->failures
+                       ? E_FAIL
+                       : Fail(E_FAIL, "the object " + Quote(entryName) + " of component " +
+                                          Quote(described.component) + " failed to save itself");
         return Put(name, ObjectRecord{described.component, std::move(content)});
     }
 
@@ -113,8 +124,10 @@ public:
         } else {
             if (!create) return E_FAIL;
             if (folderName.empty()) return Fail(E_INVALIDARG, "a folder needs a name");
-            node = std::make_shared<FolderNode>();
-            m_node->entries.push_back(FolderEntry{folderName, SubFolder{node}});
+            if (!RoomForLevel())
+                return Fail(E_FAIL, "cannot make the folder " + Quote(folderName) + ": " + TooDeepText());
+            node = std::make_shared<FolderNode>(m_node->depth + 1);
+            m_node->Append(FolderEntry{folderName, SubFolder{node}});
             ++m_state->revision;
         }
         return CreateHostComponent<FolderStream>(&IID_IFolderStream, reinterpret_cast<void**>(folder), m_state,
@@ -171,7 +184,7 @@ public:
         if (FAILED(hr)) return hr;
         IPtr<ISuperCollection> list = NewCollection();
         if (!list) return E_FAIL;
-        for (const FolderEntry& entry : m_node->entries) {
+        for (const FolderEntry& entry : m_node->Entries()) {
             IPtr<IUnknown> item;
             if (auto* sub = std::get_if<SubFolder>(&entry.value)) {
                 hr = CreateHostComponent<FolderStream>(&IID_IFolderStream, item.OutVoid(), m_state, sub->node);
@@ -261,7 +274,7 @@ private:
     uint64_t Revision() const override { return m_state->revision; }
     std::string Serialise() override { return SerialiseFolder(*m_node); }
     bool Replace(std::string_view bytes, std::string& error) override {
-        FolderNode parsed;
+        FolderNode parsed(m_node->depth); // the written folders nest below this one
         if (!ParseFolder(bytes, parsed, error)) return false;
         ReplaceEntries(*m_node, std::move(parsed));
         ++m_state->revision;
@@ -271,10 +284,15 @@ private:
 
     HRESULT Fail(HRESULT hr, std::string message) {
         m_state->error = std::move(message);
+        ++m_state->failures;
         return hr;
     }
 
     HRESULT DetachedFailure() { return Fail(E_FAIL, "this folder has been taken out of its stream"); }
+
+    // Whether a folder or an object may open one level below this folder.
+    bool RoomForLevel() const { return m_node->depth < kMaxStreamNesting; }
+    static std::string TooDeepText() { return NestingTooDeepText("folders and objects are"); }
 
     // Every folder operation first parses bytes written to this folder and
     // checks that the folder is still part of its tree.
@@ -297,7 +315,7 @@ private:
             entry->name = std::move(entryName);
             entry->value = std::move(value);
         } else {
-            m_node->entries.push_back(FolderEntry{std::move(entryName), std::move(value)});
+            m_node->Append(FolderEntry{std::move(entryName), std::move(value)});
         }
         ++m_state->revision;
         return S_OK;

@@ -24,6 +24,10 @@
 //   they are next used. Load and Save always work on the whole tree.
 // - A folder taken out of the tree (its parent's content replaced by Load or
 //   by written bytes) fails every further operation with E_FAIL.
+// - Folders and objects nest at most kMaxStreamNesting levels below the top
+//   folder (host/StreamNesting.h): OpenFolder and WriteObject fail with
+//   E_FAIL rather than make a folder deeper (an object is then not asked to
+//   save itself), and a text nested deeper does not load.
 // A tree and its folder objects are meant for one thread at a time.
 #pragma once
 

@@ -94,6 +94,9 @@ ReadItem ReadXMLItem(IXMLStream* element) {
             IPtr<IString> text = MakeString(TextOf(child.Get()));
             item.descriptor.Reset(text.Get());
         } else {
+            // The object loads itself from within this load, so loading
+            // recurses as deep as objects nest in the document, which the
+            // stream bounds (host/StreamNesting.h).
             IPtr<IUnknown> object;
             if (SUCCEEDED(child->CreateObject(object.Out())) && object) item.descriptor = std::move(object);
         }

@@ -14,6 +14,7 @@
 #include "host/PersistedObjects.h"
 #include "host/StreamErrorText.h"
 #include "host/StreamFaces.h"
+#include "host/StreamNesting.h"
 
 namespace host {
 
@@ -50,11 +51,11 @@ struct StringWriter final : pugi::xml_writer {
     void write(const void* data, size_t size) override { text.append(static_cast<const char*>(data), size); }
 };
 
-// "line 3, column 7: <what went wrong>" for a failed parse of `bytes`.
-std::string DescribeParseError(const pugi::xml_parse_result& result, std::string_view bytes) {
-    const size_t offset = std::min(static_cast<size_t>(std::max<ptrdiff_t>(result.offset, 0)), bytes.size());
+// "line 3, column 7" of the byte at `offset` of `bytes`.
+std::string Position(std::string_view bytes, ptrdiff_t offset) {
+    const size_t end = std::min(static_cast<size_t>(std::max<ptrdiff_t>(offset, 0)), bytes.size());
     size_t line = 1, column = 1;
-    for (size_t i = 0; i < offset; ++i) {
+    for (size_t i = 0; i < end; ++i) {
         if (bytes[i] == '\n') {
             ++line;
             column = 1;
@@ -62,8 +63,15 @@ std::string DescribeParseError(const pugi::xml_parse_result& result, std::string
             ++column;
         }
     }
-    return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + result.description();
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
+
+// "line 3, column 7: <what went wrong>" for a failed parse of `bytes`.
+std::string DescribeParseError(const pugi::xml_parse_result& result, std::string_view bytes) {
+    return Position(bytes, result.offset) + ": " + result.description();
+}
+
+std::string TooDeepText() { return NestingTooDeepText("elements are"); }
 
 // True when `bytes` hold anything but blanks outside of "<...>" markup.
 bool HasTextOutsideMarkup(std::string_view bytes) {
@@ -95,6 +103,36 @@ pugi::xml_node NextElementSibling(pugi::xml_node node) {
     return next;
 }
 
+// How many elements enclose `node` (0 for the root element).
+int ElementDepth(pugi::xml_node node) {
+    int depth = 0;
+    for (pugi::xml_node parent = node.parent(); parent && IsElement(parent); parent = parent.parent()) ++depth;
+    return depth;
+}
+
+// The first element, in document order, nested deeper below `root` than
+// the streams allow; a null node when there is none. The walk follows the
+// parent links instead of recursing, so that a document of any depth is
+// checked, and it never goes below the first level too deep.
+pugi::xml_node FirstTooDeep(pugi::xml_node root) {
+    int depth = 0;
+    pugi::xml_node node = root;
+    while (node) {
+        if (pugi::xml_node child = FirstElementChild(node)) {
+            if (++depth > kMaxStreamNesting) return child;
+            node = child;
+            continue;
+        }
+        while (node != root && !NextElementSibling(node)) {
+            node = node.parent();
+            --depth;
+        }
+        if (node == root) break;
+        node = NextElementSibling(node);
+    }
+    return {};
+}
+
 // The document shared by a stream and every cursor made from it.
 class XMLDocumentState final : public SerialisedDocument {
 public:
@@ -117,6 +155,12 @@ public:
         // document writes; text without any element is not.
         if (!result && (result.status != pugi::status_no_document_element || HasTextOutsideMarkup(bytes))) {
             error = DescribeParseError(result, bytes);
+            return false;
+        }
+        // Checked before the document is taken, so that nothing deeper ever
+        // reaches the objects that load themselves from it.
+        if (pugi::xml_node deep = FirstTooDeep(parsed->document_element())) {
+            error = Position(bytes, deep.offset_debug()) + ": " + TooDeepText();
             return false;
         }
         m_doc.swap(parsed);
@@ -187,7 +231,11 @@ public:
         PersistableObject described;
         std::string error;
         if (!DescribePersistable(object, described, error)) return Fail(E_FAIL, "cannot write the object: " + error);
-        pugi::xml_node element = WriteTarget().append_child(kObjectElement);
+        pugi::xml_node parent = WriteTarget();
+        if (ElementDepth(parent) >= kMaxStreamNesting)
+            return Fail(E_FAIL, "cannot write the object of component '" + ToUtf8(described.component) +
+                                    "': " + TooDeepText());
+        pugi::xml_node element = parent.append_child(kObjectElement);
         element.append_attribute(kComponentAttribute).set_value(ToUtf8(described.component).c_str());
         m_state->Changed();
         m_open.push_back(element);
@@ -347,7 +395,10 @@ private:
         if (FAILED(hr)) return hr;
         const std::wstring text = ViewText(name);
         if (!IsXMLName(text)) return Fail(E_INVALIDARG, "'" + ToUtf8(text) + "' is not an XML element name");
-        element = WriteTarget().append_child(ToUtf8(text).c_str());
+        pugi::xml_node parent = WriteTarget();
+        if (ElementDepth(parent) >= kMaxStreamNesting)
+            return Fail(E_FAIL, "cannot write <" + ToUtf8(text) + ">: " + TooDeepText());
+        element = parent.append_child(ToUtf8(text).c_str());
         m_state->Changed();
         return S_OK;
     }

@@ -17,9 +17,17 @@
 //
 // Files are UTF-8; carriage returns in text read back as line feeds, as XML
 // prescribes, and text stops at a NUL character. Element names must be XML
-// names (E_INVALIDARG otherwise, nothing written). Cursors made before the
-// whole document was replaced (Load, parsed input, Reset with clear) fail
-// with E_FAIL. A document and its cursors are meant for one thread at a time.
+// names (E_INVALIDARG otherwise, nothing written).
+//
+// Elements nest at most kMaxStreamNesting levels below the root element
+// (host/StreamNesting.h). A document nested deeper is not taken (parsed
+// input and Load fail with E_FAIL, the document stays as it was and the
+// error text names the line of the first element too deep); a write that
+// would nest deeper fails with E_FAIL and writes nothing.
+//
+// Cursors made before the whole document was replaced (Load, parsed input,
+// Reset with clear) fail with E_FAIL. A document and its cursors are meant
+// for one thread at a time.
 #pragma once
 
 #include "sdk/Framework.h"

@@ -38,9 +38,13 @@ unsigned int ColourText(int32_t value) {
 
 void WriteLeaf(IXMLStream* xml, const tagREFString& name, IString* text) { xml->WriteElement(name, text); }
 
-// Lets a persistable object save itself inside an object element.
+// Lets a persistable object save itself inside an object element. When the
+// stream refuses the element (the stream's nesting limit is reached, as it is
+// at last by objects that hold each other) the object is not asked to save
+// itself: it would write into the enclosing element and go one level deeper
+// again, without end.
 void WriteObjectElement(IXMLStream* xml, IDataStream* stream, IDataPersist* object, int32_t options) {
-    xml->OpenObjectElement(object);
+    if (FAILED(xml->OpenObjectElement(object))) return;
     object->Save(stream, options);
     xml->CloseElement();
 }
@@ -193,7 +197,9 @@ void CParametersCore::SaveXMLItem(IXMLStream* xml, IDataStream* stream, int32_t 
         WriteLeaf(xml, RefOf(name), text.Get());
         return;
     }
-    xml->OpenElement(RefOf(name));
+    // An element that is not opened is not closed: that would close the
+    // element that encloses it.
+    if (FAILED(xml->OpenElement(RefOf(name)))) return;
     WriteLeaf(xml, REFLiteral(L"Value"), text.Get());
     if (flags != 0) {
         IPtr<IString> flagsText = IPtr<IString>::Adopt(ISCreateHex(static_cast<unsigned int>(flags)));
@@ -252,6 +258,8 @@ void CParametersCore::LoadXMLItem(int32_t index, IXMLStream* element) {
         } else if (NameIs(name.Get(), L"Flags")) {
             m_pItems[index]->m_Flags = ElementInteger(child);
         } else {
+            // The descriptor loads itself from within this load; the stream
+            // bounds how deep objects nest, and so this recursion.
             IPtr<IUnknown> descriptor;
             if (SUCCEEDED(child->CreateObject(descriptor.Out())) && descriptor)
                 put_ItemDescriptorNOLOCK(index, descriptor.Get());
@@ -274,14 +282,14 @@ HRESULT CParametersCore::Params_SaveXMLUnk(IDataStream* stream, int32_t options)
         IPtr<IDataPersist> persist = value.Query<IDataPersist>(IID_IDataPersist);
         if (!persist) continue;
         const std::wstring name = ItemName(item->m_pName.Get(), i);
-        xml->OpenElement(RefOf(name));
+        if (FAILED(xml->OpenElement(RefOf(name)))) continue;
         if (item->m_Flags != 0) {
             IPtr<IString> flagsText = IPtr<IString>::Adopt(ISCreateHex(static_cast<unsigned int>(item->m_Flags)));
             WriteLeaf(xml.Get(), REFLiteral(L"Flags"), flagsText.Get());
         }
         WriteObjectElement(xml.Get(), stream, persist.Get(), options);
-        if (IPtr<IDataPersist> descriptor = item->m_pDescriptor.Query<IDataPersist>(IID_IDataPersist)) {
-            xml->OpenElement(REFLiteral(L"ItemDescriptor"));
+        IPtr<IDataPersist> descriptor = item->m_pDescriptor.Query<IDataPersist>(IID_IDataPersist);
+        if (descriptor && SUCCEEDED(xml->OpenElement(REFLiteral(L"ItemDescriptor")))) {
             WriteObjectElement(xml.Get(), stream, descriptor.Get(), options);
             xml->CloseElement();
         }

@@ -113,9 +113,16 @@ TEST_F(RunShadowComponent, SavedParametersLoadBackAndCanBeOverridden) {
 
 TEST_F(RunShadowComponent, UnreadableParameterFilesAreUsageErrors) {
     WriteFile(At("broken.xml"), "<Parameters><SourcePath>unclosed");
+    // Objects nested far deeper than the XML stream takes (loading them would
+    // recurse once a level).
+    std::string deep = "<Document><SourcePath><Value>/</Value>";
+    for (int i = 0; i < 100000; ++i) deep += "<Object Component=\"ParametersCreatable\"><P><Value>1</Value>";
+    for (int i = 0; i < 100000; ++i) deep += "</P></Object>";
+    WriteFile(At("deep.xml"), deep + "</SourcePath></Document>");
     const std::pair<std::string, std::string> cases[] = {
         {At("absent.xml"), "cannot read parameters file"},
         {At("broken.xml"), "is not a readable XML document"},
+        {At("deep.xml"), "is not a readable XML document"},
     };
     for (const auto& [file, message] : cases) {
         CliResult result = RunShadow({"run", "Shadow", "--load", file});

@@ -2,7 +2,9 @@
 #include <limits>
 
 #include "HostTestSupport.h"
+#include "StreamProbe.h"
 #include "host/FolderFormat.h"
+#include "host/StreamNesting.h"
 
 using namespace hosttest;
 
@@ -74,6 +76,16 @@ IPtr<IFolderStream> Reparsed(IFolderStream* f) {
     IPtr<IFolderStream> copy = NewFolder();
     EXPECT_EQ(WriteBytes(copy.Get(), Content(f)), S_OK);
     return copy;
+}
+
+// `levels` folders nested in each other, one a line (level n opens on line
+// n + 1); the innermost opens with `innermost`.
+std::string NestedFolders(int levels, const std::string& innermost = "folder \"f\" {") {
+    std::string text = "FolderStream 1\n";
+    for (int i = 1; i < levels; ++i) text += "folder \"f\" {\n";
+    text += innermost + "\n";
+    for (int i = 0; i < levels; ++i) text += "}\n";
+    return text;
 }
 
 } // namespace
@@ -358,7 +370,7 @@ TEST(FolderFormat, MalformedTextIsRefusedWithTheLine) {
         std::string error;
         EXPECT_FALSE(host::ParseFolder(c.text, folder, error));
         EXPECT_EQ(error, c.error);
-        EXPECT_TRUE(folder.entries.empty());
+        EXPECT_TRUE(folder.Entries().empty());
     }
 }
 
@@ -380,17 +392,17 @@ TEST(FolderFormat, HandWrittenTextIsRead) {
     host::FolderNode folder;
     std::string error;
     ASSERT_TRUE(host::ParseFolder(text, folder, error)) << error;
-    ASSERT_EQ(folder.entries.size(), 5u);
-    EXPECT_EQ(std::get<int32_t>(folder.entries[0].value), -12);
-    EXPECT_EQ(std::get<host::RawBlock>(folder.entries[1].value).bytes, "\x0a\xff");
-    EXPECT_EQ(std::get<host::RawBlock>(folder.entries[2].value).bytes, "");
-    EXPECT_EQ(std::get<double>(folder.entries[3].value), 1000.0);
-    const auto& sub = std::get<host::SubFolder>(folder.entries[4].value);
-    ASSERT_EQ(sub.node->entries.size(), 1u);
-    const auto& object = std::get<host::ObjectRecord>(sub.node->entries[0].value);
+    ASSERT_EQ(folder.Entries().size(), 5u);
+    EXPECT_EQ(std::get<int32_t>(folder.Entries()[0].value), -12);
+    EXPECT_EQ(std::get<host::RawBlock>(folder.Entries()[1].value).bytes, "\x0a\xff");
+    EXPECT_EQ(std::get<host::RawBlock>(folder.Entries()[2].value).bytes, "");
+    EXPECT_EQ(std::get<double>(folder.Entries()[3].value), 1000.0);
+    const auto& sub = std::get<host::SubFolder>(folder.Entries()[4].value);
+    ASSERT_EQ(sub.node->Entries().size(), 1u);
+    const auto& object = std::get<host::ObjectRecord>(sub.node->Entries()[0].value);
     EXPECT_EQ(object.component, L"StreamProbe");
-    ASSERT_EQ(object.content->entries.size(), 1u);
-    EXPECT_EQ(std::get<host::TextValue>(object.content->entries[0].value).text, L"Hi \"there\"");
+    ASSERT_EQ(object.content->Entries().size(), 1u);
+    EXPECT_EQ(std::get<host::TextValue>(object.content->Entries()[0].value).text, L"Hi \"there\"");
     // Written back in the canonical form, which reads back the same.
     const std::string canonical = host::SerialiseFolder(folder);
     EXPECT_EQ(canonical,
@@ -412,11 +424,63 @@ TEST(FolderFormat, HandWrittenTextIsRead) {
 TEST(FolderFormat, CharactersOutsideUnicodeSurviveAsEscapes) {
     host::FolderNode folder;
     const std::wstring odd{static_cast<wchar_t>(0xD800), static_cast<wchar_t>(0x110000), L'x'};
-    folder.entries.push_back({L"odd", host::TextValue{odd}});
+    folder.Append({L"odd", host::TextValue{odd}});
     const std::string text = host::SerialiseFolder(folder);
     EXPECT_EQ(text, "FolderStream 1\nstring \"odd\" \"\\u{d800}\\u{110000}x\"\n");
     host::FolderNode back;
     std::string error;
     ASSERT_TRUE(host::ParseFolder(text, back, error)) << error;
-    EXPECT_EQ(std::get<host::TextValue>(back.entries[0].value).text, odd);
+    EXPECT_EQ(std::get<host::TextValue>(back.Entries()[0].value).text, odd);
+}
+
+TEST(FolderFormat, NestingIsBoundedAtTheLimit) {
+    struct Case {
+        std::string text;
+        int depth; // of the folder read into
+        std::string error;
+    };
+    const int limit = host::kMaxStreamNesting;
+    const std::string tooDeep = ": folders and objects are nested too deep (more than 64 levels)";
+    const Case cases[] = {
+        {NestedFolders(limit), 0, ""},
+        {NestedFolders(limit, "object \"o\" \"StreamProbe\" {"), 0, ""},
+        {NestedFolders(limit + 1), 0, "line 66" + tooDeep},
+        {NestedFolders(limit + 1, "object \"o\" \"StreamProbe\" {"), 0, "line 66" + tooDeep},
+        {NestedFolders(100000), 0, "line 66" + tooDeep},
+        {NestedFolders(limit - 4), 4, ""},
+        {NestedFolders(limit - 3), 4, "line 62" + tooDeep},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text.substr(0, 60) + "... at depth " + std::to_string(c.depth));
+        host::FolderNode folder(c.depth);
+        std::string error;
+        EXPECT_EQ(host::ParseFolder(c.text, folder, error), c.error.empty());
+        EXPECT_EQ(error, c.error);
+    }
+}
+
+TEST(FolderStream, FoldersNestUpToTheLimitAndNoDeeper) {
+    std::vector<IPtr<IFolderStream>> levels{NewFolder()};
+    while (levels.size() <= static_cast<size_t>(host::kMaxStreamNesting)) {
+        IPtr<IFolderStream> sub;
+        ASSERT_EQ(levels.back()->OpenFolder(REFLiteral(L"f"), 1, sub.Out()), S_OK) << levels.size();
+        levels.push_back(sub);
+    }
+    IFolderStream* deepest = levels.back().Get();
+    IPtr<IFolderStream> none;
+    EXPECT_EQ(deepest->OpenFolder(REFLiteral(L"g"), 1, none.Out()), E_FAIL);
+    EXPECT_EQ(deepest->WriteObject(REFLiteral(L"o"), streamtest::NewProbe(L"p", 1).Get()), E_FAIL);
+    EXPECT_NE(ErrorText(deepest).find("'o': folders and objects are nested too deep"), std::string::npos)
+        << ErrorText(deepest);
+    EXPECT_EQ(deepest->WriteValue(REFLiteral(L"v"), Int(1).Get()), S_OK) << "values still fit";
+    EXPECT_EQ(EntryNames(Reparsed(levels[0].Get()).Get()), std::vector<std::wstring>{L"f/"});
+
+    // Bytes written to a folder nest below the levels above it.
+    IFolderStream* fourth = levels[4].Get();
+    ASSERT_EQ(WriteBytes(fourth, NestedFolders(host::kMaxStreamNesting - 3)), S_OK);
+    EXPECT_EQ(EntryNames(fourth), std::vector<std::wstring>{L"<failed>"});
+    EXPECT_NE(ErrorText(fourth).find("line 62: folders and objects are nested too deep"), std::string::npos)
+        << ErrorText(fourth);
+    ASSERT_EQ(WriteBytes(fourth, NestedFolders(host::kMaxStreamNesting - 4)), S_OK);
+    EXPECT_EQ(EntryNames(fourth), std::vector<std::wstring>{L"f/"});
 }

@@ -1,4 +1,5 @@
 #include "HostTestSupport.h"
+#include "host/StreamNesting.h"
 
 namespace {
 
@@ -38,6 +39,19 @@ int32_t NestedInner(IParameters* parameters, int32_t index) {
     if (FAILED(parameters->get_ItemDescriptor(index, descriptor.Out()))) return -1;
     IPtr<IParameters> nested = descriptor.Query<IParameters>(IID_IParameters);
     return nested ? IntAt(nested.Get(), 0) : -2;
+}
+
+// How many collections deep the descriptors of the first items go.
+int DescriptorDepth(IParameters* parameters) {
+    int depth = 0;
+    IPtr<IParameters> current(parameters);
+    IPtr<IUnknown> descriptor;
+    while (SUCCEEDED(current->get_ItemDescriptor(0, descriptor.Out()))) {
+        current = descriptor.Query<IParameters>(IID_IParameters);
+        if (!current) break;
+        ++depth;
+    }
+    return depth;
 }
 
 class ParametersPersistTest : public ::testing::TestWithParam<const wchar_t*> {
@@ -89,6 +103,22 @@ TEST_P(ParametersPersistTest, ClearAndAppendRebuildsTheCollection) {
     EXPECT_EQ(NestedInner(loaded.Get(), 4), 7);
 }
 
+// Saving recurses into the descriptor: the stream's nesting limit ends it.
+TEST_P(ParametersPersistTest, ACollectionHoldingItselfSavesNoDeeperThanTheLimit) {
+    IPtr<IParametersCreatable> looped = NewParameters();
+    looped->Add(Str(L"P").Get(), Int(1).Get(), looped.Get(), 0);
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
+    EXPECT_EQ(looped.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), E_FAIL);
+    looped->put_ItemDescriptor(0, nullptr); // ends the cycle of references
+    EXPECT_NE(ErrorText(stream.Get()).find("nested too deep (more than 64 levels)"), std::string::npos)
+        << ErrorText(stream.Get());
+    // XML keeps what was written, two levels a collection (its item and its
+    // object); a folder stream writes no object that failed to save itself.
+    IPtr<IParametersCreatable> loaded = NewParameters();
+    ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK);
+    EXPECT_EQ(DescriptorDepth(loaded.Get()), IsXML() ? host::kMaxStreamNesting / 2 : 0);
+}
+
 INSTANTIATE_TEST_SUITE_P(Streams, ParametersPersistTest, ::testing::Values(L"XMLStream", L"FolderStream"),
                          [](const auto& info) { return host::ToUtf8(info.param); });
 
@@ -115,6 +145,34 @@ TEST(ParametersPersist, LoadingAnElementOfAnUnknownNameAddsNothing) {
     EXPECT_EQ(IntAt(loaded.Get(), 0), 22);
     EXPECT_EQ(IntAt(loaded.Get(), 1), 3);
     EXPECT_EQ(FlagsAt(loaded.Get(), 1), 0x41);
+}
+
+// A file whose item "P" holds a collection whose item "P" holds ...,
+// `objects` collections deep, two elements a level (the item and its object).
+TEST(ParametersPersist, XMLFilesOfObjectsNestedTooDeepAreRefused) {
+    TempDir dir;
+    const std::string path = dir.File("nested.xml");
+    for (const int objects : {host::kMaxStreamNesting / 2, host::kMaxStreamNesting / 2 + 1, 100000}) {
+        SCOPED_TRACE(objects);
+        std::string text = "<Document>";
+        for (int i = 0; i < objects; ++i) text += "<P><Value>1</Value><Object Component=\"ParametersCreatable\">";
+        for (int i = 0; i < objects; ++i) text += "</Object></P>";
+        WriteFile(path, text + "</Document>");
+        IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
+        SetFilename(stream.Get(), path);
+        const bool fits = objects * 2 <= host::kMaxStreamNesting;
+        EXPECT_EQ(stream.Query<IFileArchive>(IID_IFileArchive)->Load(), fits ? S_OK : E_FAIL);
+        IPtr<IParametersCreatable> loaded = NewParameters();
+        ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(stream.Get(), 0), S_OK);
+        if (fits) {
+            EXPECT_EQ(DescriptorDepth(loaded.Get()), objects);
+        } else {
+            EXPECT_NE(ErrorText(stream.Get()).find("nested.xml: line 1, column "), std::string::npos);
+            EXPECT_NE(ErrorText(stream.Get()).find("elements are nested too deep"), std::string::npos)
+                << ErrorText(stream.Get());
+            EXPECT_EQ(Names(loaded.Get()), std::vector<std::wstring>{});
+        }
+    }
 }
 
 struct InputState {

@@ -1,4 +1,6 @@
 #include "HostTestSupport.h"
+#include "StreamProbe.h"
+#include "host/StreamNesting.h"
 
 using namespace hosttest;
 
@@ -34,6 +36,15 @@ std::wstring Outline(IXMLStream* x) {
         out += L";";
     } while (SUCCEEDED(child->Next()));
     return out;
+}
+
+// A root element and `levels` elements nested below it, one a line (the
+// element at level n opens on line n + 1).
+std::string Nested(int levels) {
+    std::string document = "<r>";
+    for (int i = 0; i < levels; ++i) document += "\n<e>";
+    for (int i = 0; i < levels; ++i) document += "</e>";
+    return document + "</r>";
 }
 
 IPtr<IXMLStream> Parsed(const std::string& document) {
@@ -147,9 +158,10 @@ TEST(XMLStream, InvalidElementNamesWriteNothing) {
 
 TEST(XMLStream, MalformedInputKeepsTheDocumentAndExplains) {
     struct Case {
-        const char* document;
+        std::string document;
         const char* where;
     };
+    const std::string tooDeep = "line 66, column 2: elements are nested too deep (more than 64 levels)";
     const Case cases[] = {
         {"<r><a></r>", "line 1"},
         {"<r>\n  <a>\n</r>", "line 3"},
@@ -157,9 +169,11 @@ TEST(XMLStream, MalformedInputKeepsTheDocumentAndExplains) {
         {"<r><a></a", "line 1"},
         {"not xml at all", "line 1"},
         {"<!-- only a comment -->\nand text", "line 2"},
+        {Nested(host::kMaxStreamNesting + 1), tooDeep.c_str()},
+        {Nested(100000), tooDeep.c_str()},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.document);
+        SCOPED_TRACE(c.document.substr(0, 60));
         IPtr<IXMLStream> x = Parsed("<r><kept>yes</kept></r>");
         ASSERT_EQ(Outline(x.Get()), L"kept(yes);");
         ASSERT_EQ(WriteBytes(x.Get(), c.document), S_OK);
@@ -168,6 +182,24 @@ TEST(XMLStream, MalformedInputKeepsTheDocumentAndExplains) {
         EXPECT_NE(ErrorText(x.Get()).find(c.where), std::string::npos) << ErrorText(x.Get());
         EXPECT_EQ(Outline(x.Get()), L"kept(yes);"); // the bad input is gone, the document stays
     }
+}
+
+TEST(XMLStream, ElementsAtTheNestingLimitAreReadButTakeNoChild) {
+    IPtr<IXMLStream> x = Parsed(Nested(host::kMaxStreamNesting));
+    IPtr<IXMLStream> cursor = x;
+    for (int level = 1; level <= host::kMaxStreamNesting; ++level) {
+        IPtr<IXMLStream> child;
+        ASSERT_EQ(cursor->FirstChild(child.Out()), S_OK) << level;
+        cursor = child;
+    }
+    // The deepest element takes no child, of any kind; nothing is written.
+    IPtr<IUnknown> object = streamtest::NewProbe(L"p", 1);
+    EXPECT_EQ(Leaf(cursor.Get(), L"leaf", L"v"), E_FAIL);
+    EXPECT_EQ(cursor->OpenElement(REFLiteral(L"open")), E_FAIL);
+    EXPECT_EQ(cursor->OpenObjectElement(object.Get()), E_FAIL);
+    EXPECT_NE(ErrorText(x.Get()).find("nested too deep"), std::string::npos) << ErrorText(x.Get());
+    IPtr<IXMLStream> none;
+    EXPECT_EQ(cursor->FirstChild(none.Out()), E_FAIL);
 }
 
 TEST(XMLStream, StaleCursorsFailAfterTheDocumentIsReplaced) {

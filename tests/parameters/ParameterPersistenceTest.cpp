@@ -165,6 +165,22 @@ TEST(ParameterPersistence, XMLRoundTripRestoresValuesFlagsAndDescriptors) {
     EXPECT_EQ(ComponentName(descriptor.Get()), L"ParametersCreatable");
 }
 
+// Saving recurses into the descriptor until the stream refuses to nest
+// deeper: 64 levels below the root, two a collection (its item and its
+// object element). What is written stays well-formed: an element that was
+// not opened is not closed.
+TEST(ParameterPersistence, XMLOfACollectionHoldingItselfStopsAtTheNestingLimit) {
+    auto looped = MakeBare({{L"Self", Int(1).Get()}});
+    looped->put_ItemDescriptor(0, looped.Get());
+    IPtr<IDataStream> stream = NewStream(L"XMLStream");
+    EXPECT_EQ(Core(looped.Get()).Params_SaveXML(stream.Get(), 0), S_OK);
+    looped->put_ItemDescriptor(0, nullptr); // ends the cycle of references
+    std::string body = "<Self><Value>1</Value><Object Component=\"ParamsBare\" /></Self>";
+    for (int level = 1; level < 32; ++level)
+        body = "<Self><Value>1</Value><Object Component=\"ParamsBare\">" + body + "</Object></Self>";
+    EXPECT_EQ(Squeezed(stream.Get()), Document(body));
+}
+
 TEST(ParameterPersistence, XMLUnkSavesOnlyPersistableValues) {
     auto params = MakeBare({
         {nullptr, NestedSettings(3).Get(), NestedSettings(30).Get(), 5},

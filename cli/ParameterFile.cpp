@@ -44,7 +44,16 @@ void LoadParameterFile(const HostRuntime& runtime, IUnknown* component, const st
         throw UsageError("cannot read parameters file " + path + ": " + std::strerror(errno));
     auto persist = PersistOf(component);
     auto archive = OpenXmlFile(runtime, path);
-    if (FAILED(archive->Load())) throw UsageError("parameters file " + path + " is not a readable XML document");
+    if (FAILED(archive->Load())) {
+        // The stream's own reason: the parser's message and where it stopped.
+        std::wstring reason;
+        IPtr<IString> text;
+        if (auto errors = archive.Query<IStreamErrorText>(StreamErrorTextIID());
+            errors && errors->get_ErrorText(text.Out()) == S_OK)
+            reason = TextOf(text.Get());
+        throw UsageError("parameters file " + path + " is not a readable XML document" +
+                         (reason.empty() ? std::string() : ": " + ToUtf8(reason)));
+    }
     auto stream = archive.Query<IDataStream>(IID_IDataStream);
     if (!stream) throw Failure("the XML stream has no data stream face");
     HRESULT hr = persist->Load(stream.Get(), 0);

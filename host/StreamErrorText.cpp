@@ -4,11 +4,6 @@
 
 namespace host {
 
-const IID& StreamErrorTextIID() {
-    static const IID iid = __IIDOfc("IStreamErrorText");
-    return iid;
-}
-
 HRESULT AnswerErrorText(const std::string& error, IString** text) {
     if (!text) return E_POINTER;
     *text = MakeString(FromUtf8(error)).Detach();

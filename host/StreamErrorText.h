@@ -1,7 +1,5 @@
-// The explanation of a stream's last failure. The persistence streams answer
-// this host-side interface so that a host (the command line, a test) can show
-// why a load or a parse failed: the parser's message with its position, or
-// the system's reason for a file error.
+// The persistence streams' answers to IStreamErrorText (sdk/Streams.h): the
+// explanation of a stream's last failure.
 #pragma once
 
 #include <string>
@@ -11,13 +9,8 @@
 
 namespace host {
 
-struct IStreamErrorText : IUnknown {
-    // The message of the last failure (S_OK), or an empty text (S_FALSE) when
-    // the last file or parse operation succeeded.
-    virtual HRESULT get_ErrorText(IString** text) = 0;
-};
-
-const IID& StreamErrorTextIID();
+using ::IStreamErrorText;
+using ::StreamErrorTextIID;
 
 // get_ErrorText of a stream whose last failure is `error` (UTF-8, empty
 // after a success).
@@ -27,9 +20,3 @@ HRESULT AnswerErrorText(const std::string& error, IString** text);
 std::wstring StreamErrorText(IUnknown* stream);
 
 } // namespace host
-
-template <>
-struct InterfaceInfo<host::IStreamErrorText> {
-    using Parent = IUnknown;
-    static const IID& Id() { return host::StreamErrorTextIID(); }
-};

@@ -53,6 +53,12 @@ SHADOW_INTERFACE_INFO(IShadow, IUnknown)
 
 #undef SHADOW_INTERFACE_INFO
 
+template <>
+struct InterfaceInfo<IStreamErrorText> {
+    using Parent = IUnknown;
+    static const IID& Id() { return StreamErrorTextIID(); }
+};
+
 // True when `iid` names I or one of the interfaces I derives from (other
 // than IUnknown).
 template <class I>

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Collections.h"
+#include "Guid.h"
 
 struct IDataStream : IUnknown {
     // Prepares the stream over `buffer` (or a buffer of its own when null)
@@ -66,3 +67,19 @@ struct ICSVStream : IUnknown {
     // character whatever the width of a character).
     virtual HRESULT WriteChars(const wchar_t* text, unsigned int bytes) = 0;
 };
+
+// The explanation of a stream's last failure, answered by the host's
+// persistence streams, so that a host (the command line, a test) can show
+// why a load or a parse failed: the parser's message with its position, or
+// the system's reason for a file error.
+struct IStreamErrorText : IUnknown {
+    // The message of the last failure (S_OK), or an empty text (S_FALSE) when
+    // the last file or parse operation succeeded.
+    virtual HRESULT get_ErrorText(IString** text) = 0;
+};
+
+// Its identifier: not one of the framework's, so computed here from its name.
+inline const IID& StreamErrorTextIID() {
+    static const IID iid = __IIDOfc("IStreamErrorText");
+    return iid;
+}

@@ -10,7 +10,7 @@ const char* GeneralHelp() {
     return "usage: shadow <command> [arguments]\n"
            "\n"
            "Commands:\n"
-           "  mirror SRC DST [--clean] [--all] [--flat] [--verbose]\n"
+           "  mirror SRC DST [--clean [--max-delete N]] [--all] [--flat] [--dry-run] [--verbose]\n"
            "        mirror the folder SRC into the folder DST\n"
            "  run COMPONENT [Name=Value ...] [--load FILE.xml] [--save FILE.xml] [--verbose]\n"
            "        set a component's parameters and run it\n"
@@ -24,19 +24,30 @@ const char* GeneralHelp() {
 }
 
 const char* MirrorHelp() {
-    return "usage: shadow mirror SRC DST [--clean] [--all] [--flat] [--verbose]\n"
+    return "usage: shadow mirror SRC DST [--clean [--max-delete N]] [--all] [--flat] [--dry-run] [--verbose]\n"
            "\n"
            "Copies the files of the folder SRC that DST lacks or holds in an older\n"
            "version into DST, with its sub-folders, creating DST when it is missing.\n"
            "\n"
-           "  --clean    also delete from DST what SRC no longer holds\n"
-           "  --all      copy every file, also those that are up to date in DST\n"
-           "  --flat     leave sub-folders alone\n"
-           "  --verbose  print every line of the run (the default when the output\n"
-           "             is not a terminal; on a terminal a status line is shown)\n"
+           "  --clean         also delete from DST what SRC no longer holds\n"
+           "  --max-delete N  with --clean: work out the deletions first and change\n"
+           "                  nothing when there would be more than N (files and\n"
+           "                  folders counted alike)\n"
+           "  --all           copy every file, also those that are up to date in DST\n"
+           "  --flat          leave sub-folders alone\n"
+           "  --dry-run       print what would be copied, created, skipped and deleted,\n"
+           "                  one line each, and change nothing\n"
+           "  --verbose       print every line of the run (the default when the output\n"
+           "                  is not a terminal; on a terminal a status line is shown)\n"
            "\n"
            "At the end the numbers of files and bytes copied (and deleted) are printed.\n"
-           "SRC and DST must be different folders, neither inside the other.\n";
+           "SRC and DST must be different folders, neither inside the other (also not\n"
+           "through a link or a mount point), and must differ in more than letter case.\n"
+           "--clean from a SRC that holds nothing at all, which is what a disk that is\n"
+           "not mounted looks like, deletes only with an explicit --max-delete.\n"
+           "\n"
+           "Exit codes: 0 success, 1 the run failed or --max-delete refused it,\n"
+           "2 the command line or the folders cannot be used as given, 130 interrupted.\n";
 }
 
 const char* RunHelp() {

@@ -35,7 +35,9 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{"mirror without destination", {"mirror", "/tmp"}, 2, "err", {"missing argument DST"}},
         UsageCase{"mirror with three folders", {"mirror", "/a", "/b", "/c"}, 2, "err", {"unexpected argument /c"}},
         UsageCase{"mirror unknown option", {"mirror", "/a", "/b", "--bogus"}, 2, "err",
-                  {"unknown option --bogus", "--clean, --all, --flat, --verbose"}},
+                  {"unknown option --bogus", "--clean, --max-delete N, --all, --flat, --dry-run, --verbose"}},
+        UsageCase{"mirror --max-delete without a number", {"mirror", "/a", "/b", "--clean", "--max-delete=-1"}, 2,
+                  "err", {"--max-delete needs a whole number"}},
         UsageCase{"run without component", {"run"}, 2, "err", {"missing argument COMPONENT"}},
         UsageCase{"run with --load but no file", {"run", "Shadow", "--load"}, 2, "err", {"--load needs a file name"}},
         UsageCase{"run with empty --save=", {"run", "Shadow", "--save="}, 2, "err", {"--save needs a file name"}},
@@ -43,9 +45,11 @@ INSTANTIATE_TEST_SUITE_P(
         UsageCase{"run with a non-UTF-8 value", {"run", "Shadow", "SourcePath=\xff\xfe"}, 2, "err",
                   {"not valid UTF-8"}},
         UsageCase{"list with two components", {"list", "Shadow", "URLGet"}, 2, "err", {"unexpected argument URLGet"}},
-        UsageCase{"general help", {"--help"}, 0, "out", {"usage: shadow <command>", "mirror SRC DST", "Exit codes"}},
+        UsageCase{"general help", {"--help"}, 0, "out",
+                  {"usage: shadow <command>", "mirror SRC DST", "--dry-run", "Exit codes"}},
         UsageCase{"help word", {"help"}, 0, "out", {"usage: shadow <command>"}},
-        UsageCase{"mirror help", {"mirror", "--help"}, 0, "out", {"usage: shadow mirror", "--clean", "--flat"}},
+        UsageCase{"mirror help", {"mirror", "--help"}, 0, "out",
+                  {"usage: shadow mirror", "--clean", "--max-delete N", "--dry-run"}},
         UsageCase{"run help", {"run", "-h"}, 0, "out", {"usage: shadow run", "--load FILE.xml", "choice"}},
         UsageCase{"list help", {"list", "--help"}, 0, "out", {"usage: shadow list"}}));
 
@@ -83,28 +87,46 @@ TEST(MirrorChecks, DestinationThatCannotBeAFolderFails) {
     EXPECT_FALSE(std::filesystem::exists(tree / "missing"));
 }
 
-// Folders that overlap would copy a tree into itself or clean away the
-// source; the files must be untouched afterwards.
-TEST(MirrorChecks, OverlappingFoldersAreRefusedAndKeepTheirFiles) {
+// Folder pairs the run would misread: a tree copied into itself, a source
+// cleaned away, a case-only difference taken for one folder, a destination
+// emptied from a source that may be an unmounted disk. Nothing changes.
+TEST(MirrorChecks, RefusedFolderPairsLeaveBothTreesAlone) {
     TempFolder tree;
     WriteFile(tree / "src/a.txt", "alpha");
     WriteFile(tree / "src/inner/b.txt", "beta");
-    const std::vector<std::vector<std::string>> cases = {
-        {"mirror", tree / "src", tree / "src/", "--clean"},
-        {"mirror", tree / "src", tree / "src/./", "--all"},
-        {"mirror", tree / "src", tree / "src/inner/copy"},
-        {"mirror", tree / "src/inner", tree / "src", "--clean"},
+    WriteFile(tree / "S2/c.txt", "gamma");
+    std::filesystem::create_directories(tree / "s2");
+    std::filesystem::create_directories(tree / "empty");
+    std::filesystem::create_directory_symlink(tree / "src", tree / "alias");
+    struct Refusal {
+        const char* label;
+        std::vector<std::string> args;
+        const char* message;
     };
-    for (const auto& args : cases) {
+    const Refusal cases[] = {
+        {"same folder, trailing slash", {tree / "src", tree / "src/", "--clean"}, "are the same folder"},
+        {"same folder, ./", {tree / "src", tree / "src/./", "--all"}, "are the same folder"},
+        {"same folder through a link", {tree / "src", tree / "alias"}, "are the same folder"},
+        {"destination inside the source", {tree / "src", tree / "src/inner/copy"}, "lies inside the source folder"},
+        {"destination inside the source through a link", {tree / "src", tree / "alias/inner"},
+         "lies inside the source folder"},
+        {"source inside the destination", {tree / "src/inner", tree / "src", "--clean"},
+         "lies inside the destination folder"},
+        {"case-only difference", {tree / "S2", tree / "s2"}, "differ only in letter case"},
+        {"clean from an empty source", {tree / "empty", tree / "src", "--clean"}, "give --max-delete 3"},
+        {"--max-delete without --clean", {tree / "empty", tree / "src", "--max-delete", "3"}, "needs it"},
+    };
+    const std::vector<std::string> before = TreeListing(tree.Path());
+    for (const Refusal& c : cases) {
+        std::vector<std::string> args{"mirror"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
         CliResult result = RunShadow(args);
-        EXPECT_EQ(result.exitCode, 2) << args[2] << "\n" << result.err;
-        EXPECT_TRUE(result.err.find("same folder") != std::string::npos ||
-                    result.err.find("lies inside") != std::string::npos)
-            << result.err;
+        EXPECT_EQ(result.exitCode, 2) << c.label << "\n" << result.err;
+        EXPECT_NE(result.err.find(c.message), std::string::npos) << c.label << "\n" << result.err;
     }
+    EXPECT_EQ(TreeListing(tree.Path()), before);
     EXPECT_EQ(ReadFile(tree / "src/a.txt"), "alpha");
     EXPECT_EQ(ReadFile(tree / "src/inner/b.txt"), "beta");
-    EXPECT_EQ(TreeListing(tree / "src"), (std::vector<std::string>{"a.txt", "inner/", "inner/b.txt"}));
 }
 
 } // namespace

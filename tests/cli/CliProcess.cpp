@@ -14,6 +14,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 extern char** environ;
 
@@ -31,12 +32,16 @@ std::string TempFile(const char* tag) {
     return pattern;
 }
 
+// Starts `shadow` with the arguments, or, with a `launcher`, the launcher's
+// program with its arguments followed by `shadow` and the arguments.
 pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath,
-            int outFlags = O_WRONLY | O_TRUNC) {
-    std::string program = ShadowPath();
+            int outFlags = O_WRONLY | O_TRUNC, const std::vector<std::string>& launcher = {},
+            char** environment = environ) {
+    std::vector<std::string> copies(launcher);
+    copies.push_back(ShadowPath());
+    copies.insert(copies.end(), args.begin(), args.end());
+    std::string program = copies.front();
     std::vector<char*> argv;
-    argv.push_back(program.data());
-    std::vector<std::string> copies(args);
     for (std::string& a : copies) argv.push_back(a.data());
     argv.push_back(nullptr);
 
@@ -46,7 +51,7 @@ pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, co
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), outFlags, 0);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environment);
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) throw std::runtime_error("cannot start " + program);
     return pid;
@@ -69,6 +74,29 @@ std::string ShadowPath() { return std::string(SHADOW_BUILD_DIR) + "/shadow"; }
 CliResult RunShadow(const std::vector<std::string>& args) {
     BackgroundShadow process(args);
     return process.Wait();
+}
+
+CliResult RunShadowAsNobody(const std::vector<std::string>& args) {
+    // nobody cannot write the usual event log: the failures it records are
+    // still handed to the program's listener.
+    std::vector<std::string> variables{"SHADOW_EVENT_LOG=/dev/null"};
+    for (char** v = environ; *v; ++v)
+        if (std::string_view(*v).rfind("SHADOW_EVENT_LOG=", 0) != 0) variables.emplace_back(*v);
+    std::vector<char*> environment;
+    for (std::string& v : variables) environment.push_back(v.data());
+    environment.push_back(nullptr);
+
+    std::string outPath = TempFile("out"), errPath = TempFile("err");
+    pid_t pid = Spawn(args, outPath, errPath, O_WRONLY | O_TRUNC,
+                      {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"},
+                      environment.data());
+    CliResult result;
+    result.exitCode = WaitFor(pid);
+    result.out = ReadFile(outPath);
+    result.err = ReadFile(errPath);
+    fs::remove(outPath);
+    fs::remove(errPath);
+    return result;
 }
 
 CliResult RunShadowOnTerminal(const std::vector<std::string>& args, int columns) {
@@ -192,6 +220,38 @@ size_t CountOf(const std::string& text, const std::string& needle) {
     size_t count = 0;
     for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size())) ++count;
     return count;
+}
+
+} // namespace clitest
+
+namespace clitest {
+
+CliResult RunShadowIn(const fs::path& folder, const std::vector<std::string>& args) {
+    std::string program = ShadowPath();
+    std::vector<std::string> copies{program};
+    copies.insert(copies.end(), args.begin(), args.end());
+    std::vector<char*> argv;
+    for (std::string& a : copies) argv.push_back(a.data());
+    argv.push_back(nullptr);
+
+    const std::string outPath = TempFile("out"), errPath = TempFile("err");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_TRUNC, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
+    pid_t pid = -1;
+    const int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (rc != 0) throw std::runtime_error("cannot start " + program + " in " + folder.string());
+    CliResult result;
+    result.exitCode = WaitFor(pid);
+    result.out = ReadFile(outPath);
+    result.err = ReadFile(errPath);
+    fs::remove(outPath);
+    fs::remove(errPath);
+    return result;
 }
 
 } // namespace clitest

@@ -46,8 +46,13 @@ const char* MirrorHelp() {
            "--clean from a SRC that holds nothing at all, which is what a disk that is\n"
            "not mounted looks like, deletes only with an explicit --max-delete.\n"
            "\n"
-           "Exit codes: 0 success, 1 the run failed or --max-delete refused it,\n"
-           "2 the command line or the folders cannot be used as given, 130 interrupted.\n";
+           "Files that could not be copied or deleted, folders that could not be made\n"
+           "or listed and names that cannot be mirrored are listed on stderr after the\n"
+           "run (the first five; all with --verbose) and kept in the event log.\n"
+           "\n"
+           "Exit codes: 0 success, 1 the run failed, something could not be mirrored\n"
+           "or --max-delete refused the run, 2 the command line or the folders cannot\n"
+           "be used as given, 130 interrupted.\n";
 }
 
 const char* RunHelp() {

@@ -33,7 +33,8 @@ PassFolders::Level& PassFolders::Enter(const CREFString& destination) {
         if (above.Entered() && path.size() > outer.size() + 1 && path.substr(0, outer.size()) == outer &&
             path[outer.size()] == L'/' && path.find(L'/', outer.size() + 1) == std::wstring_view::npos) {
             const std::wstring_view name = path.substr(outer.size() + 1);
-            level.name = OSPath(tagREFString{static_cast<int32_t>(name.size()), const_cast<wchar_t*>(name.data())}).get();
+            level.name =
+                OSPath(tagREFString{static_cast<int32_t>(name.size()), const_cast<wchar_t*>(name.data())}).get();
             level.folder.Reset(::openat(above.Fd(), level.name.c_str(),
                                         O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
             if (!level.Entered()) {

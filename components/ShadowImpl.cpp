@@ -124,12 +124,13 @@ void ListBoth(SideThread& side, std::atomic<int32_t>& lastSize, IString* source,
 
 std::string NameBytes(IString* name) { return OSPath(View(name)).get(); }
 
-// Why a listing failed, for the failure report.
-OSError ScanError(const Listing& listing) {
+// Records why a listing of `folder` failed; returns the listing's code.
+HRESULT ListingFailed(FailureLog& failures, const Listing& listing, const CREFString& folder) {
     OSError error;
     error.code = listing.Fact(FILENAME_OPTION_SCAN_ERROR);
     if (!error.Failed()) error.reason = "the folder cannot be listed";
-    return error;
+    failures.Record("cannot list folder", folder, error);
+    return listing.status;
 }
 
 } // namespace
@@ -307,10 +308,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
              targets);
     if (FAILED(targets.status)) OSCreateFolder(to);
     // A source that cannot be listed ends the copy with the listing's code.
-    if (FAILED(sources.status)) {
-        m_Failures.Record("cannot list folder", from, ScanError(sources));
-        return sources.status;
-    }
+    if (FAILED(sources.status)) return ListingFailed(m_Failures, sources, from);
     int32_t count = 0;
     if (const HRESULT hr = sources.entries->get_Count(&count); FAILED(hr)) return hr;
 
@@ -339,7 +337,8 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
                 OSCopyFileAt(OSPath(View(sourcePath.Get())).get(), level->Fd(), NameBytes(name.Get()).c_str(), 1,
                              &error);
             }
-            if (error.Failed()) m_Failures.RecordCopy(View(sourcePath.Get()), View(JoinPath(to, View(name.Get())).Get()), error);
+            if (error.Failed())
+                m_Failures.RecordCopy(View(sourcePath.Get()), View(JoinPath(to, View(name.Get())).Get()), error);
             m_CopyStatistics.Add(static_cast<double>(sources.Attribute(i, FILE_ATTRIBUTE_SIZE)));
             Line(sink, L"Copying: ", View(sourcePath.Get()), LINE_STATUS);
         }
@@ -355,7 +354,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     sources = Listing();
     targets = Listing();
     Listing folders = Scan(source, extensions.Get(), kListFolders);
-    if (FAILED(folders.status)) m_Failures.Record("cannot list folder", from, ScanError(folders));
+    if (FAILED(folders.status)) ListingFailed(m_Failures, folders, from);
     const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
     for (int32_t i = 0; i < folderCount; ++i) {
         IPtr<IString> name = folders.Name(i);
@@ -433,14 +432,8 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     Listing sources, targets;
     ListBoth(m_Lister, m_LastListingSize[kListFiles], source, destination, extensions.Get(), kListFiles, sources,
              targets);
-    if (FAILED(sources.status)) {
-        m_Failures.Record("cannot list folder", from, ScanError(sources));
-        return sources.status;
-    }
-    if (FAILED(targets.status)) {
-        m_Failures.Record("cannot list folder", to, ScanError(targets));
-        return targets.status;
-    }
+    if (FAILED(sources.status)) return ListingFailed(m_Failures, sources, from);
+    if (FAILED(targets.status)) return ListingFailed(m_Failures, targets, to);
     if (!level->Entered()) {
         // Nothing is deleted through a folder that could not be entered.
         m_Failures.Record("cannot enter folder", to, level->error);
@@ -473,14 +466,8 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     Listing sourceFolders, targetFolders;
     ListBoth(m_Lister, m_LastListingSize[kListFolders], source, destination, extensions.Get(), kListFolders,
              sourceFolders, targetFolders);
-    if (FAILED(sourceFolders.status)) {
-        m_Failures.Record("cannot list folder", from, ScanError(sourceFolders));
-        return sourceFolders.status;
-    }
-    if (FAILED(targetFolders.status)) {
-        m_Failures.Record("cannot list folder", to, ScanError(targetFolders));
-        return targetFolders.status;
-    }
+    if (FAILED(sourceFolders.status)) return ListingFailed(m_Failures, sourceFolders, from);
+    if (FAILED(targetFolders.status)) return ListingFailed(m_Failures, targetFolders, to);
 
     const int32_t folderCount = targetFolders.Count();
     for (int32_t i = 0; i < folderCount; ++i) {
@@ -509,10 +496,7 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     IPtr<IExtCollection> extensions = AllEntriesAs(L"*");
 
     Listing files = Scan(folder, extensions.Get(), kListFiles);
-    if (FAILED(files.status)) {
-        m_Failures.Record("cannot list folder", path, ScanError(files));
-        return files.status;
-    }
+    if (FAILED(files.status)) return ListingFailed(m_Failures, files, path);
     PassFolders::Scope level(m_Folders, path);
     if (!level->Entered()) {
         // Nothing is deleted through a folder that could not be entered: it
@@ -536,7 +520,7 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     }
 
     Listing folders = Scan(folder, extensions.Get(), kListFolders);
-    if (FAILED(folders.status)) m_Failures.Record("cannot list folder", path, ScanError(folders));
+    if (FAILED(folders.status)) ListingFailed(m_Failures, folders, path);
     const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
     for (int32_t i = 0; i < folderCount; ++i) {
         IPtr<IString> name = folders.Name(i);

@@ -108,7 +108,8 @@ public:
     // The failure lines that contain `text`.
     size_t Count(const std::string& text) {
         size_t n = 0;
-        for (const auto& line : failures.Lines()) n += line.kind == LINE_ERROR && line.text.find(text) != std::string::npos;
+        for (const auto& line : failures.Lines())
+            n += line.kind == LINE_ERROR && line.text.find(text) != std::string::npos;
         return n;
     }
 

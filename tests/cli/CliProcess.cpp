@@ -32,12 +32,17 @@ std::string TempFile(const char* tag) {
     return pattern;
 }
 
-// Starts `shadow` with the arguments, or, with a `launcher`, the launcher's
-// program with its arguments followed by `shadow` and the arguments.
+// How `shadow` is started beyond its arguments.
+struct SpawnOptions {
+    int outFlags = O_WRONLY | O_TRUNC;
+    std::vector<std::string> launcher; // a program (and its arguments) that starts shadow
+    char** environment = environ;
+    std::string folder; // the working folder; empty: this process's
+};
+
 pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath,
-            int outFlags = O_WRONLY | O_TRUNC, const std::vector<std::string>& launcher = {},
-            char** environment = environ) {
-    std::vector<std::string> copies(launcher);
+            const SpawnOptions& options = {}) {
+    std::vector<std::string> copies(options.launcher);
     copies.push_back(ShadowPath());
     copies.insert(copies.end(), args.begin(), args.end());
     std::string program = copies.front();
@@ -47,11 +52,12 @@ pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, co
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
+    if (!options.folder.empty()) posix_spawn_file_actions_addchdir_np(&actions, options.folder.c_str());
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), outFlags, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), options.outFlags, 0);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environment);
+    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), options.environment);
     posix_spawn_file_actions_destroy(&actions);
     if (rc != 0) throw std::runtime_error("cannot start " + program);
     return pid;
@@ -65,6 +71,18 @@ int WaitFor(pid_t pid) {
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
     return -1;
+}
+
+// Runs `shadow` to its end and collects its output.
+CliResult RunToEnd(const std::vector<std::string>& args, const SpawnOptions& options) {
+    const std::string outPath = TempFile("out"), errPath = TempFile("err");
+    CliResult result;
+    result.exitCode = WaitFor(Spawn(args, outPath, errPath, options));
+    result.out = ReadFile(outPath);
+    result.err = ReadFile(errPath);
+    fs::remove(outPath);
+    fs::remove(errPath);
+    return result;
 }
 
 } // namespace
@@ -86,17 +104,16 @@ CliResult RunShadowAsNobody(const std::vector<std::string>& args) {
     for (std::string& v : variables) environment.push_back(v.data());
     environment.push_back(nullptr);
 
-    std::string outPath = TempFile("out"), errPath = TempFile("err");
-    pid_t pid = Spawn(args, outPath, errPath, O_WRONLY | O_TRUNC,
-                      {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"},
-                      environment.data());
-    CliResult result;
-    result.exitCode = WaitFor(pid);
-    result.out = ReadFile(outPath);
-    result.err = ReadFile(errPath);
-    fs::remove(outPath);
-    fs::remove(errPath);
-    return result;
+    SpawnOptions options;
+    options.launcher = {"/usr/bin/setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"};
+    options.environment = environment.data();
+    return RunToEnd(args, options);
+}
+
+CliResult RunShadowIn(const fs::path& folder, const std::vector<std::string>& args) {
+    SpawnOptions options;
+    options.folder = folder.string();
+    return RunToEnd(args, options);
 }
 
 CliResult RunShadowOnTerminal(const std::vector<std::string>& args, int columns) {
@@ -109,7 +126,9 @@ CliResult RunShadowOnTerminal(const std::vector<std::string>& args, int columns)
     ioctl(master, TIOCSWINSZ, &size);
 
     std::string errPath = TempFile("err");
-    pid_t pid = Spawn(args, terminal, errPath, O_WRONLY | O_NOCTTY);
+    SpawnOptions options;
+    options.outFlags = O_WRONLY | O_NOCTTY;
+    pid_t pid = Spawn(args, terminal, errPath, options);
     // Read until the program has ended and closed the terminal (EIO).
     CliResult result;
     char buffer[4096];
@@ -220,38 +239,6 @@ size_t CountOf(const std::string& text, const std::string& needle) {
     size_t count = 0;
     for (size_t at = text.find(needle); at != std::string::npos; at = text.find(needle, at + needle.size())) ++count;
     return count;
-}
-
-} // namespace clitest
-
-namespace clitest {
-
-CliResult RunShadowIn(const fs::path& folder, const std::vector<std::string>& args) {
-    std::string program = ShadowPath();
-    std::vector<std::string> copies{program};
-    copies.insert(copies.end(), args.begin(), args.end());
-    std::vector<char*> argv;
-    for (std::string& a : copies) argv.push_back(a.data());
-    argv.push_back(nullptr);
-
-    const std::string outPath = TempFile("out"), errPath = TempFile("err");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), O_WRONLY | O_TRUNC, 0);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0) throw std::runtime_error("cannot start " + program + " in " + folder.string());
-    CliResult result;
-    result.exitCode = WaitFor(pid);
-    result.out = ReadFile(outPath);
-    result.err = ReadFile(errPath);
-    fs::remove(outPath);
-    fs::remove(errPath);
-    return result;
 }
 
 } // namespace clitest

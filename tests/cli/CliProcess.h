@@ -23,6 +23,10 @@ std::string ShadowPath();
 // Runs `shadow` with the arguments and waits for it; stdin is /dev/null.
 CliResult RunShadow(const std::vector<std::string>& args);
 
+// Runs `shadow` with the arguments in the working folder `folder`, so that
+// relative paths are read against it.
+CliResult RunShadowIn(const std::filesystem::path& folder, const std::vector<std::string>& args);
+
 // Runs `shadow` as the user nobody (only root can), with no event log file.
 CliResult RunShadowAsNobody(const std::vector<std::string>& args);
 
@@ -84,13 +88,5 @@ bool TreesEqual(const std::filesystem::path& a, const std::filesystem::path& b);
 
 // Number of occurrences of `needle` in `text`.
 size_t CountOf(const std::string& text, const std::string& needle);
-
-} // namespace clitest
-
-namespace clitest {
-
-// Runs `shadow` with the arguments in the working folder `folder`, so that
-// relative paths are read against it.
-CliResult RunShadowIn(const std::filesystem::path& folder, const std::vector<std::string>& args);
 
 } // namespace clitest

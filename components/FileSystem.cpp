@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -102,44 +103,55 @@ std::string WorkFileName() {
     return name;
 }
 
-// The work file of one copy: created exclusively in the target's folder,
-// never through a link, readable by its owner only until it is complete,
-// and locked for its whole life so that a clean-up by another run knows it
-// is in use. Removed again unless it was renamed over its target.
+std::atomic<bool> g_unnamedWorkFiles{true};
+
+// Whether work files may start unnamed: they can be given a name later
+// through the /proc/self/fd link of their descriptor, which needs no
+// privilege.
+bool UnnamedWorkFiles() {
+    static const bool canName = ::access("/proc/self/fd", X_OK) == 0;
+    return canName && g_unnamedWorkFiles.load(std::memory_order_relaxed);
+}
+
+// The work file of one copy, made in the target's folder, never through a
+// link, readable by its owner only until it is complete.
+//
+// Where the file system allows, it has no name at all while it is written
+// (O_TMPFILE): a killed run leaves nothing behind, and a new target costs
+// the folder one entry, as a plain create does. Committing links it under
+// the target's name, or, when a target is there to be replaced, under a
+// work name that is then renamed over the target. Elsewhere it is created
+// under a work name from the start. A named work file is locked for its
+// whole life, so that a clean-up by another run knows it is in use, and is
+// removed again unless it was renamed over its target.
 class WorkFile final {
 public:
     explicit WorkFile(int folder) : m_folder(folder) {}
     WorkFile(const WorkFile&) = delete;
     WorkFile& operator=(const WorkFile&) = delete;
     ~WorkFile() {
-        if (m_fd.IsOpen() && !m_committed) ::unlinkat(m_folder, m_name.c_str(), 0);
+        if (!m_name.empty() && !m_committed) ::unlinkat(m_folder, m_name.c_str(), 0);
     }
 
     // False (errno set) when no work file can be made in the folder.
     bool Create() {
-        for (int attempt = 0; attempt < 16; ++attempt) {
-            m_name = WorkFileName();
-            FileDescriptor fd(::openat(m_folder, m_name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                                       0600));
-            if (!fd.IsOpen()) {
-                if (errno == EEXIST) continue;
-                return false;
-            }
-            // Held by a clean-up that found it the instant it was made: leave
-            // it to that clean-up and take another name. Where locks are not
-            // supported the file goes unlocked, and no clean-up removes it.
-            if (::flock(fd.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
-            m_fd = std::move(fd);
-            return true;
+        if (UnnamedWorkFiles()) {
+            m_fd.Reset(::openat(m_folder, ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, 0600));
+            if (m_fd.IsOpen()) return true;
+            // Not supported by this file system (or kernel): a named one.
+            if (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL) return false;
         }
-        errno = EEXIST;
-        return false;
+        return CreateNamed();
     }
     int Get() const { return m_fd.Get(); }
 
     // Puts the work file in place of `name`; without `overwrite` only when
     // there is nothing of that name. False (errno set) on failure.
     bool Commit(const char* name, bool overwrite) {
+        if (m_name.empty()) {
+            if (LinkAs(name)) return m_committed = true;
+            if (errno != EEXIST || !overwrite || !NameUnnamed()) return false;
+        }
         int result;
         if (overwrite) {
             result = ::renameat(m_folder, m_name.c_str(), m_folder, name);
@@ -157,8 +169,53 @@ public:
     }
 
 private:
+    bool CreateNamed() {
+        for (int attempt = 0; attempt < 16; ++attempt) {
+            std::string name = WorkFileName();
+            FileDescriptor fd(::openat(m_folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                                       0600));
+            if (!fd.IsOpen()) {
+                if (errno == EEXIST) continue;
+                return false;
+            }
+            // Held by a clean-up that found it the instant it was made: leave
+            // it to that clean-up and take another name. Where locks are not
+            // supported the file goes unlocked, and no clean-up removes it.
+            if (::flock(fd.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) continue;
+            m_fd = std::move(fd);
+            m_name = std::move(name);
+            return true;
+        }
+        errno = EEXIST;
+        return false;
+    }
+
+    // Gives the unnamed file the name `name` in the folder; fails with
+    // EEXIST when the name is taken (a link there is not followed).
+    bool LinkAs(const char* name) {
+        char self[32];
+        std::snprintf(self, sizeof self, "/proc/self/fd/%d", m_fd.Get());
+        return ::linkat(AT_FDCWD, self, m_folder, name, AT_SYMLINK_FOLLOW) == 0;
+    }
+
+    // Gives the unnamed file a work name, locked first so that no clean-up
+    // takes it for a killed run's.
+    bool NameUnnamed() {
+        ::flock(m_fd.Get(), LOCK_EX | LOCK_NB);
+        for (int attempt = 0; attempt < 16; ++attempt) {
+            std::string name = WorkFileName();
+            if (LinkAs(name.c_str())) {
+                m_name = std::move(name);
+                return true;
+            }
+            if (errno != EEXIST) return false;
+        }
+        errno = EEXIST;
+        return false;
+    }
+
     int m_folder;
-    std::string m_name;
+    std::string m_name; // empty while the file has no name
     FileDescriptor m_fd;
     bool m_committed = false;
 };
@@ -182,8 +239,8 @@ mode_t CurrentUmask() {
 // by root must not turn a user's program into one that runs as root).
 mode_t CopiedMode(const struct stat& source) {
     mode_t mode = source.st_mode & 07777;
-    if (source.st_uid != ::geteuid()) mode &= ~S_ISUID;
-    if (source.st_gid != ::getegid()) mode &= ~S_ISGID;
+    if ((mode & S_ISUID) && source.st_uid != ::geteuid()) mode &= ~S_ISUID;
+    if ((mode & S_ISGID) && source.st_gid != ::getegid()) mode &= ~S_ISGID;
     return mode;
 }
 
@@ -253,6 +310,8 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
     if (!parent.IsOpen()) return E_FAIL;
     return OSCopyFileAt(from.get(), parent.Get(), slash ? slash + 1 : to.get(), overwrite, nullptr);
 }
+
+void OSUseUnnamedWorkFiles(bool use) { g_unnamedWorkFiles.store(use, std::memory_order_relaxed); }
 
 void OSRemoveStaleWorkFiles(int folder) {
     FileDescriptor listing(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

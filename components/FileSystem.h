@@ -3,8 +3,9 @@
 //
 // What every primitive that writes guarantees:
 // - a target is replaced, never written through: a copy writes a work file
-//   in the target's folder and renames it over the target when it is
-//   complete, so no target ever holds a partial file under its own name;
+//   in the target's folder (unnamed where the file system allows) and puts
+//   it in place by a link or a rename when it is complete, so no target
+//   ever holds a partial file under its own name;
 // - folders are made with mode 0777 under the process's umask, which is
 //   never changed (a library must not change a process-wide setting, and
 //   world-writable folders would let any user plant links in a mirror).
@@ -46,6 +47,11 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite);
 // modification time, identity): when it does, the copy fails and the old
 // target stays.
 HRESULT OSCopyFileAt(const char* source, int folder, const char* name, short overwrite, OSError* error);
+
+// Whether copies may write unnamed work files where the file system allows
+// (the default); when not, every work file is named from the start, as on
+// file systems without unnamed files.
+void OSUseUnnamedWorkFiles(bool use);
 
 // Removes the copy work files in the folder that no running copy holds:
 // those a killed or failed run left behind.

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <filesystem>
@@ -17,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "components/FileSystem.h"
 #include "components/ShadowImpl.h"
 #include "core/Helpers.h"
 #include "module/Module.h"
@@ -119,6 +121,14 @@ private:
     IPtr<IEventSource> m_log;
 };
 
+// All names in a folder, sorted, work files included.
+inline std::vector<std::string> Names(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 class MirrorTest : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -171,4 +181,23 @@ protected:
 
     fs::path root, src, dst;
     IPtr<IShadow> shadow;
+};
+
+// A mirror test run twice: with unnamed work files, and with work files
+// named from the start, as on file systems without unnamed files.
+class WorkFileModeTest : public MirrorTest, public ::testing::WithParamInterface<bool> {
+public:
+    static std::string ModeName(const ::testing::TestParamInfo<bool>& info) {
+        return info.param ? "Unnamed" : "Named";
+    }
+
+protected:
+    void SetUp() override {
+        OSUseUnnamedWorkFiles(GetParam());
+        MirrorTest::SetUp();
+    }
+    void TearDown() override {
+        MirrorTest::TearDown();
+        OSUseUnnamedWorkFiles(true);
+    }
 };

@@ -95,7 +95,7 @@ TEST_F(MirrorTest, CopyKeepsPermissionsAndLargeContent) {
     EXPECT_EQ(fs::perms::owner_all | fs::perms::group_read, fs::status(dst / "script.sh").permissions());
 }
 
-TEST_F(MirrorTest, OverwriteSwitchOffRefusesAnExistingTarget) {
+TEST_P(WorkFileModeTest, OverwriteSwitchOffRefusesAnExistingTarget) {
     Write(src / "f", "new");
     Write(dst / "f", "old");
     const std::wstring from = Wide((src / "f").string()), to = Wide((dst / "f").string());

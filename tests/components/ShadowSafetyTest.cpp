@@ -37,14 +37,6 @@ private:
     bool m_mounted = false;
 };
 
-// All names in a folder, work files included.
-std::vector<std::string> Names(const fs::path& folder) {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::directory_iterator(folder)) names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 enum class SourceFault { ReplacedByAnEmptyFolder, LazilyUnmounted };
 
 class SourceFaultTest : public MirrorTest, public ::testing::WithParamInterface<SourceFault> {};
@@ -86,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(Faults, SourceFaultTest,
                                                                                : "ReplacedByAnEmptyFolder";
                          });
 
-TEST_F(MirrorTest, LinksPlantedInTheDestinationAreNeverFollowed) {
+TEST_P(WorkFileModeTest, LinksPlantedInTheDestinationAreNeverFollowed) {
     const fs::path outside = root / "outside";
     Write(outside / "file", "secret");
     fs::permissions(outside / "file", fs::perms::owner_read | fs::perms::owner_write);
@@ -136,7 +128,7 @@ TEST_F(MirrorTest, FoldersAndFilesGetTheirModesUnderTheUmask) {
     EXPECT_EQ(fs::perms(asRoot ? 0755 : 04755), fs::status(dst / "tool").permissions());
 }
 
-TEST_F(MirrorTest, AFullDiskKeepsTheOldTargetAndARerunRepairsIt) {
+TEST_P(WorkFileModeTest, AFullDiskKeepsTheOldTargetAndARerunRepairsIt) {
     if (!CanMount()) GTEST_SKIP() << "mounting a tmpfs needs root";
     ScopedTmpfs disk(dst, "1m");
     if (!disk.Mounted()) GTEST_SKIP() << "cannot mount a tmpfs here";
@@ -154,6 +146,8 @@ TEST_F(MirrorTest, AFullDiskKeepsTheOldTargetAndARerunRepairsIt) {
     EXPECT_EQ(S_OK, Mirror(true, true, false));
     EXPECT_EQ(std::string(3 << 20, 'n'), Read(dst / "big"));
 }
+
+INSTANTIATE_TEST_SUITE_P(WorkFiles, WorkFileModeTest, ::testing::Bool(), WorkFileModeTest::ModeName);
 
 TEST_F(MirrorTest, WorkFilesOfKilledRunsGoAndThoseInUseStay) {
     Write(src / "a", "a");

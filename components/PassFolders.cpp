@@ -14,8 +14,9 @@ std::wstring_view ViewOf(const CREFString& text) {
 }
 
 bool StillThere(const PassFolders::Level& level) {
-    OSFolderIdentity now;
-    return OSFolderIdentityOf(CREFString(level.source.c_str()), &now) && now == level.sourceIdentity;
+    struct stat status {};
+    return ::stat(level.source.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+           OSFolderIdentity{status.st_dev, status.st_ino} == level.sourceIdentity;
 }
 
 } // namespace
@@ -66,7 +67,7 @@ const PassFolders::Level* PassFolders::Above() const {
 
 bool PassFolders::GuardSource(const CREFString& source, const OSFolderIdentity* expected) {
     Level& level = m_levels.back();
-    level.source.assign(ViewOf(source));
+    level.source = OSPath(source).get();
     level.guarded = true;
     if (!OSFolderIdentityOf(source, &level.sourceIdentity)) return false;
     if (expected && !(*expected == level.sourceIdentity)) return false;

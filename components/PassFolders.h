@@ -31,7 +31,7 @@ public:
         std::string name;         // its name in the level above (UTF-8); empty for a top folder
         FileDescriptor folder;    // not open when the folder could not be entered
         OSError error;            // why it could not
-        std::wstring source;      // the guarded source folder of a clean pass
+        std::string source;       // the guarded source folder of a clean pass (UTF-8)
         OSFolderIdentity sourceIdentity;
         bool guarded = false;
 

@@ -8,15 +8,12 @@
 #include <cerrno>
 #include <cwctype>
 #include <string>
+#include <vector>
 
 #include "components/FileSystem.h"
 #include "core/Helpers.h"
 
 namespace {
-
-// Listing options of the folder scans: files or sub-folders.
-constexpr int32_t kListFolders = 1;
-constexpr int32_t kListFiles = 0;
 
 // The text of a host string as a view (empty for null).
 CREFString View(IString* text) { return CREFString(text); }
@@ -55,11 +52,21 @@ struct Listing {
         if (!entries || FAILED(entries->get_Count(&count))) return 0;
         return count;
     }
-    // The index of the entry of this name, or -1.
-    int32_t Find(IString* name) const {
+    // The index of the entry of this name and kind (file or folder), or -1.
+    int32_t Find(IString* name, bool folder) const {
         int32_t index = -1;
         if (!entries || FAILED(entries->get_Index(name, &index))) return -1;
-        return index;
+        return index >= 0 && IsFolder(index) == folder ? index : -1;
+    }
+    bool IsFolder(int32_t index) const { return Attribute(index, FILE_ATTRIBUTE_FOLDER) != 0; }
+    // The names of the sub-folders, in listing order: what a pass keeps of a
+    // listing while it goes down, so that a deep tree holds one level's
+    // listings at a time, not every level's.
+    std::vector<IPtr<IString>> FolderNames() const {
+        std::vector<IPtr<IString>> names;
+        for (int32_t i = 0, count = Count(); i < count; ++i)
+            if (IsFolder(i)) names.push_back(Name(i));
+        return names;
     }
     IPtr<IString> Name(int32_t index) const {
         IPtr<IString> name;
@@ -88,7 +95,10 @@ IPtr<IExtCollection> AllEntriesAs(const wchar_t* kind) {
     return extensions;
 }
 
-Listing Scan(IString* folder, IExtCollection* extensions, int32_t folders) {
+// Files and sub-folders of a folder, in one reading of it. With `namesOnly`
+// the entries carry no attributes but the folder flag (see
+// FILENAME_OPTION_NAMES_ONLY): for passes that compare names only.
+Listing Scan(IString* folder, IExtCollection* extensions, bool namesOnly = false) {
     Listing listing;
     listing.names = CreateHostObject<IFileNameCollection>(L"FileNameCollection", IID_IFileNameCollection);
     if (!listing.names) return listing;
@@ -96,7 +106,8 @@ Listing Scan(IString* folder, IExtCollection* extensions, int32_t folders) {
     if (extensions) listing.names->put_Extensions(extensions);
     listing.names->put_Option(25, 0);
     listing.names->put_Option(18, 0);
-    listing.names->put_Option(FILENAME_OPTION_FOLDERS, folders);
+    listing.names->put_Option(FILENAME_OPTION_FOLDERS, FILENAME_LIST_BOTH);
+    if (namesOnly) listing.names->put_Option(FILENAME_OPTION_NAMES_ONLY, 1);
     listing.names->put_Option(22, 1);
     listing.status = listing.names->Scan();
     listing.entries = listing.names.Query<ISuperCollection>(IID_ISuperCollection);
@@ -109,10 +120,10 @@ Listing Scan(IString* folder, IExtCollection* extensions, int32_t folders) {
 // more than listing a folder of a few entries. Sibling folders tend to be
 // alike, so the size of the last destination listing decides for the next.
 void ListBoth(SideThread& side, std::atomic<int32_t>& lastSize, IString* source, IString* destination,
-              IExtCollection* extensions, int32_t folders, Listing& sources, Listing& targets) {
+              IExtCollection* extensions, bool namesOnly, Listing& sources, Listing& targets) {
     constexpr int32_t kWorthHandingOff = 16;
-    const auto listSource = [&] { sources = Scan(source, extensions, folders); };
-    const auto listTarget = [&] { targets = Scan(destination, extensions, folders); };
+    const auto listSource = [&] { sources = Scan(source, extensions, namesOnly); };
+    const auto listTarget = [&] { targets = Scan(destination, extensions, namesOnly); };
     if (lastSize.load(std::memory_order_relaxed) >= kWorthHandingOff) {
         side.RunBoth(listSource, listTarget);
     } else {
@@ -304,8 +315,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     Line(sink, L"Scanning: ", from, LINE_PROGRESS);
 
     Listing sources, targets;
-    ListBoth(m_Lister, m_LastListingSize[kListFiles], source, destination, extensions.Get(), kListFiles, sources,
-             targets);
+    ListBoth(m_Lister, m_LastListingSize, source, destination, extensions.Get(), false, sources, targets);
     if (FAILED(targets.status)) OSCreateFolder(to);
     // A source that cannot be listed ends the copy with the listing's code.
     if (FAILED(sources.status)) return ListingFailed(m_Failures, sources, from);
@@ -317,10 +327,11 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     else if (targets.Fact(FILENAME_OPTION_WORK_FILES) > 0) OSRemoveStaleWorkFiles(level->Fd());
 
     for (int32_t i = 0; i < count; ++i) {
+        if (sources.IsFolder(i)) continue;
         IPtr<IString> name = sources.Name(i);
         bool copy = true;
         if (copyNewOnly) {
-            const int32_t existing = targets.Find(name.Get());
+            const int32_t existing = targets.Find(name.Get(), false);
             // Only strictly newer files are copied again; no tolerance.
             if (existing >= 0 &&
                 sources.Attribute(i, FILE_ATTRIBUTE_MODIFIED) <= targets.Attribute(existing, FILE_ATTRIBUTE_MODIFIED))
@@ -349,15 +360,10 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     }
 
     if (!subFolders) return S_OK;
-    // The file listings are done with: let them go before going down, so a
-    // deep tree holds one level's listings at a time, not every level's.
+    const std::vector<IPtr<IString>> folders = sources.FolderNames();
     sources = Listing();
     targets = Listing();
-    Listing folders = Scan(source, extensions.Get(), kListFolders);
-    if (FAILED(folders.status)) ListingFailed(m_Failures, folders, from);
-    const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
-    for (int32_t i = 0; i < folderCount; ++i) {
-        IPtr<IString> name = folders.Name(i);
+    for (const IPtr<IString>& name : folders) {
         IPtr<IString> sourceFolder = JoinPath(from, View(name.Get()));
         IPtr<IString> targetFolder = JoinPath(to, View(name.Get()));
         if (MakeSubFolder(*level, name.Get(), targetFolder.Get()))
@@ -394,13 +400,21 @@ bool CShadow::MakeSubFolder(const PassFolders::Level& level, IString* name, IStr
     return false;
 }
 
-void CShadow::DeleteFile(const PassFolders::Level& level, IString* name, IString* path) {
+void CShadow::DeleteFile(const PassFolders::Level& level, IString* name, IString* path, int64_t* size) {
     OSError error;
-    if (!OSNameMirrorable(View(name))) error.reason = "the name is not valid UTF-8";
-    else if (!level.Entered()) error = level.error;
-    // A link is removed itself, never what it points at. A file already
-    // gone is what was wanted.
-    else if (::unlinkat(level.Fd(), NameBytes(name).c_str(), 0) != 0 && errno != ENOENT) error.code = errno;
+    if (!OSNameMirrorable(View(name))) {
+        error.reason = "the name is not valid UTF-8";
+    } else if (!level.Entered()) {
+        error = level.error;
+    } else {
+        const std::string bytes = NameBytes(name);
+        // The size as a listing gives it: a link's is its target's.
+        struct stat status {};
+        if (size && ::fstatat(level.Fd(), bytes.c_str(), &status, 0) == 0) *size = status.st_size;
+        // A link is removed itself, never what it points at. A file already
+        // gone is what was wanted.
+        if (::unlinkat(level.Fd(), bytes.c_str(), 0) != 0 && errno != ENOENT) error.code = errno;
+    }
     if (error.Failed()) m_Failures.Record("cannot delete", View(path), error);
 }
 
@@ -428,10 +442,11 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     }
     Line(sink, L"Scanning for Delete: ", to, LINE_PROGRESS);
 
+    // The clean pass compares names only: the listings skip every status
+    // they can, and a deleted file's size is read when it goes.
     IPtr<IExtCollection> extensions = AllEntriesAs(L"*");
     Listing sources, targets;
-    ListBoth(m_Lister, m_LastListingSize[kListFiles], source, destination, extensions.Get(), kListFiles, sources,
-             targets);
+    ListBoth(m_Lister, m_LastListingSize, source, destination, extensions.Get(), true, sources, targets);
     if (FAILED(sources.status)) return ListingFailed(m_Failures, sources, from);
     if (FAILED(targets.status)) return ListingFailed(m_Failures, targets, to);
     if (!level->Entered()) {
@@ -442,15 +457,17 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
 
     const int32_t count = targets.Count();
     for (int32_t i = 0; i < count; ++i) {
+        if (targets.IsFolder(i)) continue;
         IPtr<IString> name = targets.Name(i);
-        if (sources.Find(name.Get()) < 0) {
+        if (sources.Find(name.Get(), false) < 0) {
             // Checked again before every deletion: a source that vanished
             // or was replaced during the pass (an unmounted or lost folder)
             // stops it here.
             if (!SourceStillThere(from, sink)) return E_FAIL;
             IPtr<IString> targetPath = JoinPath(to, View(name.Get()));
-            DeleteFile(*level, name.Get(), targetPath.Get());
-            m_DeleteStatistics.Add(static_cast<double>(targets.Attribute(i, FILE_ATTRIBUTE_SIZE)));
+            int64_t size = 0;
+            DeleteFile(*level, name.Get(), targetPath.Get(), &size);
+            m_DeleteStatistics.Add(static_cast<double>(size));
             Line(sink, L"Deleting: ", View(targetPath.Get()), LINE_STATUS);
         }
         if (CStopEvent::Requested(stop)) {
@@ -460,21 +477,24 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     }
 
     if (!subFolders) return S_OK;
-    // As in the copy: one level's file listings at a time.
+    // As in the copy: the names going down, not the listings.
+    struct Folder {
+        IPtr<IString> name;
+        bool inSource;
+    };
+    std::vector<Folder> folders;
+    for (IPtr<IString>& name : targets.FolderNames()) {
+        const bool inSource = sources.Find(name.Get(), true) >= 0;
+        folders.push_back(Folder{std::move(name), inSource});
+    }
     sources = Listing();
     targets = Listing();
-    Listing sourceFolders, targetFolders;
-    ListBoth(m_Lister, m_LastListingSize[kListFolders], source, destination, extensions.Get(), kListFolders,
-             sourceFolders, targetFolders);
-    if (FAILED(sourceFolders.status)) return ListingFailed(m_Failures, sourceFolders, from);
-    if (FAILED(targetFolders.status)) return ListingFailed(m_Failures, targetFolders, to);
 
-    const int32_t folderCount = targetFolders.Count();
-    for (int32_t i = 0; i < folderCount; ++i) {
-        IPtr<IString> name = targetFolders.Name(i);
-        IPtr<IString> sourcePath = JoinPath(from, View(name.Get()));
-        IPtr<IString> targetPath = JoinPath(to, View(name.Get()));
-        if (sourceFolders.Find(name.Get()) < 0) {
+    for (const Folder& folder : folders) {
+        IString* name = folder.name.Get();
+        IPtr<IString> sourcePath = JoinPath(from, View(name));
+        IPtr<IString> targetPath = JoinPath(to, View(name));
+        if (!folder.inSource) {
             // The same check as before a file: a whole folder is about to go.
             if (!SourceStillThere(from, sink)) return E_FAIL;
             Remove(targetPath.Get(), sink, 1, stop);
@@ -495,7 +515,8 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     Line(sink, L"Scanning for Remove: ", path, LINE_PROGRESS);
     IPtr<IExtCollection> extensions = AllEntriesAs(L"*");
 
-    Listing files = Scan(folder, extensions.Get(), kListFiles);
+    // As in the clean pass: names only, each file's size read as it goes.
+    Listing files = Scan(folder, extensions.Get(), true);
     if (FAILED(files.status)) return ListingFailed(m_Failures, files, path);
     PassFolders::Scope level(m_Folders, path);
     if (!level->Entered()) {
@@ -508,10 +529,12 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
 
     const int32_t count = files.Count();
     for (int32_t i = 0; i < count; ++i) {
+        if (files.IsFolder(i)) continue;
         IPtr<IString> name = files.Name(i);
         IPtr<IString> filePath = JoinPath(path, View(name.Get()));
-        DeleteFile(*level, name.Get(), filePath.Get());
-        m_DeleteStatistics.Add(static_cast<double>(files.Attribute(i, FILE_ATTRIBUTE_SIZE)));
+        int64_t size = 0;
+        DeleteFile(*level, name.Get(), filePath.Get(), &size);
+        m_DeleteStatistics.Add(static_cast<double>(size));
         Line(sink, L"Deleting: ", View(filePath.Get()), LINE_STATUS);
         if (CStopEvent::Requested(stop)) {
             Line(sink, L"Aborted ", View(filePath.Get()), LINE_STATUS);
@@ -519,11 +542,9 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
         }
     }
 
-    Listing folders = Scan(folder, extensions.Get(), kListFolders);
-    if (FAILED(folders.status)) ListingFailed(m_Failures, folders, path);
-    const int32_t folderCount = SUCCEEDED(folders.status) ? folders.Count() : 0;
-    for (int32_t i = 0; i < folderCount; ++i) {
-        IPtr<IString> name = folders.Name(i);
+    const std::vector<IPtr<IString>> folders = files.FolderNames();
+    files = Listing();
+    for (const IPtr<IString>& name : folders) {
         IPtr<IString> folderPath = JoinPath(path, View(name.Get()));
         Remove(folderPath.Get(), sink, 1, stop);
         Line(sink, L"Deleting Folder: ", View(folderPath.Get()), LINE_STATUS);

@@ -84,7 +84,8 @@ private:
     // of the current level; false (reported) when it cannot be used.
     bool MakeSubFolder(const PassFolders::Level& level, IString* name, IString* path);
     // Deletes the file `name` of the current level; a failure is reported.
-    void DeleteFile(const PassFolders::Level& level, IString* name, IString* path);
+    // With `size`, stores the file's size (a link's target's) first.
+    void DeleteFile(const PassFolders::Level& level, IString* name, IString* path, int64_t* size = nullptr);
     // One run: the source folder's identity, the failures written out.
     class RunScope;
 
@@ -105,7 +106,6 @@ private:
     OSFolderIdentity m_RunSourceIdentity;
     bool m_RunSourceKnown = false;
     FailureLog m_Failures{kObjectName};
-    // The size of the last destination listing of files [0] and of folders
-    // [1]; the first of each is handed off.
-    std::atomic<int32_t> m_LastListingSize[2] = {INT32_MAX, INT32_MAX};
+    // The size of the last destination listing; the first is handed off.
+    std::atomic<int32_t> m_LastListingSize{INT32_MAX};
 };

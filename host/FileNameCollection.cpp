@@ -35,15 +35,21 @@ bool IsDotOrDotDot(const char* name) {
     return name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'));
 }
 
+// What a listing takes in.
+struct Kinds {
+    bool files;
+    bool folders;
+};
+
 // Whether an entry of this readdir type can belong in the listing at all;
 // rules out most entries without a stat.
-bool MayList(unsigned char type, bool folders) {
+bool MayList(unsigned char type, Kinds kinds) {
     switch (type) {
     case DT_UNKNOWN: return true;
-    case DT_DIR: return folders;
-    case DT_REG: return !folders;
-    case DT_LNK: return !folders; // a link is listed only as the file it points to
-    default: return false;        // devices, pipes, sockets
+    case DT_DIR: return kinds.folders;
+    case DT_REG: return kinds.files;
+    case DT_LNK: return kinds.files; // a link is listed only as the file it points to
+    default: return false;           // devices, pipes, sockets
     }
 }
 
@@ -54,11 +60,11 @@ enum class Listed { Yes, No, Failed };
 // target is missing or loops, is left out; any other failure to read a
 // status fails the listing, so that an entry that exists is never taken for
 // one that does not.
-Listed ListedStatus(int dir, const char* name, unsigned char type, bool folders, struct stat& st) {
+Listed ListedStatus(int dir, const char* name, unsigned char type, Kinds kinds, struct stat& st) {
     if (type == DT_UNKNOWN) {
         if (fstatat(dir, name, &st, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? Listed::No : Listed::Failed;
         if (S_ISLNK(st.st_mode)) {
-            if (folders) return Listed::No;
+            if (!kinds.files) return Listed::No;
             type = DT_LNK;
         }
     }
@@ -66,7 +72,8 @@ Listed ListedStatus(int dir, const char* name, unsigned char type, bool folders,
         if (errno == ENOENT || (type == DT_LNK && errno == ELOOP)) return Listed::No;
         return Listed::Failed;
     }
-    return (folders ? S_ISDIR(st.st_mode) : S_ISREG(st.st_mode)) ? Listed::Yes : Listed::No;
+    if (S_ISREG(st.st_mode)) return kinds.files ? Listed::Yes : Listed::No;
+    return S_ISDIR(st.st_mode) && kinds.folders && type != DT_LNK ? Listed::Yes : Listed::No;
 }
 
 // Holds the collection's own lock for a scope.
@@ -142,13 +149,20 @@ HRESULT FileNameCollection::Scan() {
     std::lock_guard<std::mutex> scanning(m_scanLock);
     auto text = std::make_shared<ListingText>();
     ExtensionFilter filter;
-    bool folders;
+    Kinds kinds;
+    bool namesOnly;
     {
         std::lock_guard<std::mutex> hold(m_settingsLock);
         text->folder = m_folder;
         if (m_extensions) filter = m_extensions->Snapshot();
+        const auto option = [this](int32_t which) {
+            auto found = m_options.find(which);
+            return found != m_options.end() && found->second != 0;
+        };
         auto found = m_options.find(FILENAME_OPTION_FOLDERS);
-        folders = found != m_options.end() && found->second != 0;
+        const int32_t listed = found == m_options.end() ? FILENAME_LIST_FILES : found->second;
+        kinds = Kinds{listed != FILENAME_LIST_FOLDERS, listed != FILENAME_LIST_FILES};
+        namesOnly = option(FILENAME_OPTION_NAMES_ONLY);
     }
     const auto fail = [this](int error) {
         ClearItems();
@@ -167,9 +181,9 @@ HRESULT FileNameCollection::Scan() {
     int32_t workFiles = 0;
     errno = 0;
     while (const dirent* e = readdir(dir.get())) {
-        if (IsDotOrDotDot(e->d_name) || !MayList(e->d_type, folders)) continue;
+        if (IsDotOrDotDot(e->d_name) || !MayList(e->d_type, kinds)) continue;
         const size_t length = std::strlen(e->d_name);
-        if (!folders && IsCopyWorkFileName(e->d_name, length)) {
+        if (kinds.files && e->d_type != DT_DIR && IsCopyWorkFileName(e->d_name, length)) {
             ++workFiles;
             continue;
         }
@@ -194,13 +208,26 @@ HRESULT FileNameCollection::Scan() {
         data.nameOffset = static_cast<uint32_t>(text->names.size());
         AppendFileNameWide(nameOf(r), text->names);
         data.nameLength = static_cast<uint32_t>(text->names.size() - data.nameOffset);
-        // The patterns go first: a name they leave out needs no stat.
-        if (!folders && !filter.Empty())
-            data.pattern = filter.Find(std::wstring_view(text->names).substr(data.nameOffset));
+        // The patterns apply to files and go first: a name they leave out
+        // needs no stat unless it may be a folder.
+        const bool filtered = kinds.files && !filter.Empty() && r.type != DT_DIR;
+        if (filtered) data.pattern = filter.Find(std::wstring_view(text->names).substr(data.nameOffset));
+        const bool mayBeFolder = kinds.folders && r.type == DT_UNKNOWN;
+        if (filtered && data.pattern < 0 && !mayBeFolder) {
+            text->names.resize(data.nameOffset);
+            continue;
+        }
+        // A folder or regular file as the folder reports it is what its
+        // status would say; links and unknown types are looked at.
+        if (namesOnly && (r.type == DT_DIR || r.type == DT_REG)) {
+            data.folder = r.type == DT_DIR;
+            listed.push_back(data);
+            continue;
+        }
         struct stat st;
-        const Listed verdict = (!folders && !filter.Empty() && data.pattern < 0)
-                                   ? Listed::No
-                                   : ListedStatus(dirFd, bytes.data() + r.offset, r.type, folders, st);
+        Listed verdict = ListedStatus(dirFd, bytes.data() + r.offset, r.type, kinds, st);
+        if (verdict == Listed::Yes && S_ISDIR(st.st_mode)) data.pattern = -1;
+        else if (verdict == Listed::Yes && filtered && data.pattern < 0) verdict = Listed::No;
         if (verdict == Listed::Failed) return fail(errno);
         if (verdict == Listed::No) {
             text->names.resize(data.nameOffset);

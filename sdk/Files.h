@@ -22,9 +22,22 @@ struct IExtCollection : IUnknown {
     virtual HRESULT get_Count(int32_t* count) = 0;
 };
 
+// What a listing lists (FILENAME_OPTION_FOLDERS): files (regular files and
+// links to them), sub-folders (never links), or both in one reading of the
+// folder, told apart by FILE_ATTRIBUTE_FOLDER.
+enum FileNameKinds : int32_t {
+    FILENAME_LIST_FILES = 0,
+    FILENAME_LIST_FOLDERS = 1,
+    FILENAME_LIST_BOTH = 2,
+};
+
 // Listing options.
 enum FileNameOption : int32_t {
-    FILENAME_OPTION_FOLDERS = 11, // 1 lists sub-folders instead of files
+    FILENAME_OPTION_FOLDERS = 11, // 1 lists sub-folders instead of files; 2 both
+    // 1: an entry whose type the folder itself reports is listed without
+    // reading its status, so its attributes are 0 but FILE_ATTRIBUTE_FOLDER.
+    // For passes that need the names only.
+    FILENAME_OPTION_NAMES_ONLY = 12,
     // Read-only facts of the last Scan, answered by get_Option:
     FILENAME_OPTION_SCAN_ERROR = 100, // the system's error number of a failed scan, else 0
     FILENAME_OPTION_WORK_FILES = 101, // copy work files found in the folder and left out

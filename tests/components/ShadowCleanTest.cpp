@@ -26,6 +26,24 @@ TEST_F(MirrorTest, CleanDeletesByNameOnly) {
     EXPECT_TRUE(display.Has("Scanning for Delete: " + dst.string(), LINE_PROGRESS));
 }
 
+TEST_F(MirrorTest, AFileAndAFolderOfOneNameTradePlacesOverTwoRuns) {
+    Write(src / "a", "A");
+    Write(src / "b" / "inner", "B");
+    Write(dst / "a" / "old", "x");
+    Write(dst / "b", "y");
+    FailureListener failures;
+    // The first run cannot put either in place of the other kind, says so,
+    // and cleans both away; the second completes the mirror.
+    EXPECT_EQ(S_OK, Mirror(true, true, true));
+    EXPECT_EQ(1u, failures.Count("Is a directory"));
+    EXPECT_EQ(1u, failures.Count("Not a directory"));
+    EXPECT_TRUE(Names(dst).empty());
+    EXPECT_EQ(std::make_pair(2, 2.0), DeleteStatistics());
+    EXPECT_EQ(S_OK, Mirror(true, true, true));
+    EXPECT_EQ("A", Read(dst / "a"));
+    EXPECT_EQ("B", Read(dst / "b" / "inner"));
+}
+
 TEST_F(MirrorTest, CleanWithoutSubFoldersLeavesDestinationFolders) {
     Write(dst / "extra" / "x.txt", "x");
     Write(dst / "extra.txt", "x");

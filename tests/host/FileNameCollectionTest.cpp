@@ -173,14 +173,21 @@ TEST_F(FileNameCollectionTest, LinksToFilesListAsFilesAndOthersNever) {
     Link(Root(), "link-to-root"); // a loop if it were walked
     ASSERT_EQ(mkfifo(Path("pipe").c_str(), 0600), 0);
 
-    Listing files = NewListing(Root(), 0);
-    ASSERT_EQ(files.files->Scan(), S_OK);
-    EXPECT_EQ(Names(files.items.Get()), (Names_{L"link-to-file", L"link-to-link", L"target.bin"}));
-    for (int32_t i = 0; i < 3; ++i) EXPECT_EQ(AttributeOf(files.items.Get(), i, FILE_ATTRIBUTE_SIZE), 42);
+    // A listing of names only sorts entries into files and folders alike.
+    for (int32_t namesOnly : {0, 1}) {
+        Listing files = NewListing(Root(), 0);
+        files.files->put_Option(FILENAME_OPTION_NAMES_ONLY, namesOnly);
+        ASSERT_EQ(files.files->Scan(), S_OK);
+        EXPECT_EQ(Names(files.items.Get()), (Names_{L"link-to-file", L"link-to-link", L"target.bin"}));
+        for (int32_t i = 0; i < 3 && !namesOnly; ++i)
+            EXPECT_EQ(AttributeOf(files.items.Get(), i, FILE_ATTRIBUTE_SIZE), 42);
 
-    Listing folders = NewListing(Root(), 1);
-    ASSERT_EQ(folders.files->Scan(), S_OK);
-    EXPECT_EQ(Names(folders.items.Get()), (Names_{L"realdir"}));
+        Listing folders = NewListing(Root(), 1);
+        folders.files->put_Option(FILENAME_OPTION_NAMES_ONLY, namesOnly);
+        ASSERT_EQ(folders.files->Scan(), S_OK);
+        EXPECT_EQ(Names(folders.items.Get()), (Names_{L"realdir"}));
+        EXPECT_EQ(AttributeOf(folders.items.Get(), 0, FILE_ATTRIBUTE_FOLDER), 1);
+    }
 }
 
 TEST_F(FileNameCollectionTest, EmptyMissingAndUnreadableFolders) {

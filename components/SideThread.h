@@ -3,6 +3,7 @@
 // The thread starts on first use and is joined when the object goes.
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <functional>
@@ -22,6 +23,14 @@ public:
     // other. An exception from either is rethrown here once both are done.
     void RunBoth(const std::function<void()>& here, const std::function<void()>& aside);
 
+    // Runs jobs 0 to count-1, independent of each other, on the calling
+    // thread and the side thread, taking them in order, and reports each on
+    // the calling thread, in order, once it and all before it are done.
+    // Takes no new job once `stopped` says so; every job taken is run to
+    // its end and reported. Returns how many were run.
+    size_t RunInOrder(size_t count, const std::function<void(size_t)>& run,
+                      const std::function<void(size_t)>& report, const std::function<bool()>& stopped);
+
 private:
     // Hands `job` to the side thread; false when it is busy or cannot start.
     bool TryHandOff(const std::function<void()>* job);
@@ -32,7 +41,10 @@ private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::thread m_thread;
-    const std::function<void()>* m_job = nullptr; // the work handed off, until it is done
+    // Spins a little while until `done`; returns its last answer.
+    bool SpinUntil(const std::function<bool()>& done) const;
+
+    std::atomic<const std::function<void()>*> m_job{nullptr}; // the work handed off, until it is done
     bool m_busy = false;                          // a caller owns the side thread
     bool m_stopping = false;
     std::exception_ptr m_failure; // thrown by the work handed off

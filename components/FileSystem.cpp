@@ -193,9 +193,18 @@ private:
     // Gives the unnamed file the name `name` in the folder; fails with
     // EEXIST when the name is taken (a link there is not followed).
     bool LinkAs(const char* name) {
+        // Straight from the descriptor where the kernel lets this process
+        // (it saves a walk through /proc), else through its /proc link.
+        static std::atomic<bool> fromDescriptor{true};
+        if (fromDescriptor.load(std::memory_order_relaxed)) {
+            if (::linkat(m_fd.Get(), "", m_folder, name, AT_EMPTY_PATH) == 0) return true;
+            if (errno != ENOENT && errno != EPERM) return false;
+        }
         char self[32];
         std::snprintf(self, sizeof self, "/proc/self/fd/%d", m_fd.Get());
-        return ::linkat(AT_FDCWD, self, m_folder, name, AT_SYMLINK_FOLLOW) == 0;
+        if (::linkat(AT_FDCWD, self, m_folder, name, AT_SYMLINK_FOLLOW) != 0) return false;
+        fromDescriptor.store(false, std::memory_order_relaxed);
+        return true;
     }
 
     // Gives the unnamed file a work name, locked first so that no clean-up

@@ -84,17 +84,18 @@ HRESULT Fail(OSError& error, const char* reason) {
 }
 
 // A fresh work-file tag: random, so that concurrent runs, and a run and the
-// leftovers of a killed one, never pick the same name.
+// leftovers of a killed one, never pick the same name. One counter for the
+// process, shared by the threads that copy.
 std::string WorkFileName() {
     static constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
-    thread_local uint64_t state = [] {
+    static std::atomic<uint64_t> state{[] {
         uint64_t seed = 0;
         if (::getrandom(&seed, sizeof seed, GRND_NONBLOCK) != sizeof seed)
             seed = static_cast<uint64_t>(::getpid()) * 0x9E3779B97F4A7C15ull ^ reinterpret_cast<uintptr_t>(&seed);
         return seed;
-    }();
+    }()};
     // splitmix64: a new, well mixed value from a counter.
-    uint64_t z = (state += 0x9E3779B97F4A7C15ull);
+    uint64_t z = state.fetch_add(0x9E3779B97F4A7C15ull, std::memory_order_relaxed) + 0x9E3779B97F4A7C15ull;
     z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9ull;
     z = (z ^ (z >> 27)) * 0x94D049BB133111EBull;
     z ^= z >> 31;

@@ -3,7 +3,7 @@
 # trees, and measures the peak memory of copying one large file. Prints a
 # Markdown table of medians.
 #
-#   bash bench/run.sh [--runs N] [--small-files N] [--large-mb N] [--big-gb N]
+#   bash bench/run.sh [--runs N] [--small-files N] [--large-mb N] [--big-gb N] [--in-tmp]
 #
 # Scenarios: first copy into an empty destination; re-run with nothing
 # changed; re-run with 1% of the files changed; clean after 10% of the
@@ -12,13 +12,14 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-runs=5 small=20000 large_mb=64 big_gb=2
+runs=5 small=20000 large_mb=64 big_gb=2 in_tmp=
 while (($#)); do
   case $1 in
     --runs) runs=$2; shift 2 ;;
     --small-files) small=$2; shift 2 ;;
     --large-mb) large_mb=$2; shift 2 ;;
     --big-gb) big_gb=$2; shift 2 ;;
+    --in-tmp) in_tmp=1; shift ;;
     *) echo "unknown option: $1" >&2; exit 2 ;;
   esac
 done
@@ -29,8 +30,33 @@ cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 cmake --build build-bench -j "$(nproc)" --target shadow >/dev/null
 shadow=$PWD/build-bench/shadow
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/shadow-bench.XXXXXX")
-trap 'rm -rf "$work"' EXIT
+# The runs work on a file system of their own where they can: a fresh ext4
+# (with a journal, as most installations have) in an image file, mounted
+# through a loop device, which needs root. On the machine's own disk,
+# deletions made shortly before (by anything on the machine) slow file
+# creation for minutes on some file systems, and the timings with them.
+# --in-tmp, or no root, runs in TMPDIR instead.
+tmp=$(mktemp -d "${TMPDIR:-/tmp}/shadow-bench.XXXXXX")
+work=$tmp
+cleanup() {
+  if mountpoint -q "$tmp/fs"; then umount "$tmp/fs"; fi
+  rm -rf "$tmp"
+}
+trap cleanup EXIT
+if [[ -z $in_tmp && $(id -u) -eq 0 ]]; then
+  # Room for every destination the runs keep, and inodes for them; the
+  # inode tables are written now rather than in the background later.
+  truncate -s 32G "$tmp/image"
+  mkdir "$tmp/fs"
+  if mkfs.ext4 -q -N 2000000 -E lazy_itable_init=0,lazy_journal_init=0 "$tmp/image" &&
+     mount -o loop "$tmp/image" "$tmp/fs" 2>/dev/null; then
+    work=$tmp/fs
+    echo "Working on a fresh ext4 file system in $tmp/image" >&2
+  else
+    echo "No loop device to be had: working in $tmp" >&2
+    rm -f "$tmp/image"
+  fi
+fi
 src=$work/src
 
 # The tree: many small files in deep chains of folders and in one flat
@@ -67,12 +93,23 @@ time_cmd() {
   elapsed "$t"
 }
 
+# retire DIR: moves a finished destination aside; everything is deleted at
+# the end. Deleting during the runs would slow the file creations that
+# follow for minutes on some file systems (ext4 without a journal skips
+# recently freed inodes one by one), and charge one tool for another's
+# deletions.
+retire() {
+  [[ -e $1 ]] || return 0
+  mkdir -p "$work/retired"
+  mv "$1" "$(mktemp -d "$work/retired/XXXXXX")/"
+}
+
 declare -A result
 # one_run NAME TOOL R: one timed run of a scenario with one tool.
 one_run() {
   local name=$1 tool=$2 r=$3 dst=$work/dst-$2
   case $name in
-    first) rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" ;;
+    first) retire "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" ;;
     unchanged)
       [[ -d $dst ]] || { mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null; }
       time_cmd "$tool" "$dst" ;;
@@ -82,7 +119,7 @@ one_run() {
       find "$src/flat" -name '*.txt' | awk -v n="$((small / 100))" 'NR <= n' | while read -r f; do echo "changed $r $tool" >> "$f"; done
       time_cmd "$tool" "$dst" ;;
     clean10)
-      rm -rf "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
+      retire "$dst"; mkdir -p "$dst"; time_cmd "$tool" "$dst" >/dev/null
       local removed=$work/removed; rm -rf "$removed"; mkdir -p "$removed"
       find "$src/flat" -name '*.txt' | awk -v n="$((small / 10))" 'NR <= n' | while read -r f; do mv "$f" "$removed/"; done
       time_cmd "$tool" "$dst" --clean

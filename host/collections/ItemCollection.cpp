@@ -1,0 +1,17 @@
+#include "host/collections/ItemCollection.h"
+
+
+namespace host {
+
+namespace {
+} // namespace
+
+IPtr<ISuperCollection> NewCollection(NameMatch match) {
+    IPtr<ISuperCollection> c;
+    CreateHostComponent<ItemCollectionImpl<>>(&IID_ISuperCollection, c.OutVoid(), match);
+    return c;
+}
+
+HRESULT CreateSuperCollection(const IID* iid, void** out) { return CreateHostComponent<ItemCollectionImpl<>>(iid, out); }
+
+} // namespace host

@@ -16,6 +16,8 @@ run_suite() { # build-dir sanitizer targets [ctest args...]
   (cd "$dir" && ctest --output-on-failure -j "$jobs" "$@")
 }
 
+echo "== layering of the sources"
+bash scripts/layers.sh
 echo "== build and test"
 run_suite build "" ""
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer"

@@ -9,14 +9,14 @@ namespace cli {
 std::vector<std::wstring> AvailableComponents(const HostRuntime& runtime) {
     std::vector<std::wstring> names;
     for (const wchar_t* name : kModuleComponents)
-        if (runtime.Create<IUnknown>(name, IID_IUnknown)) names.emplace_back(name);
+        if (runtime.Create<IUnknown>(name)) names.emplace_back(name);
     return names;
 }
 
 IPtr<IUnknown> CreateModuleComponent(const HostRuntime& runtime, std::wstring_view name, std::wstring* canonical) {
     for (const wchar_t* known : kModuleComponents) {
         if (!EqualsAsciiBlind(known, name)) continue;
-        if (auto component = runtime.Create<IUnknown>(known, IID_IUnknown)) {
+        if (auto component = runtime.Create<IUnknown>(known)) {
             if (canonical) *canonical = known;
             return component;
         }

@@ -48,10 +48,10 @@ private:
 };
 
 FailureWatch::FailureWatch(const HostRuntime& runtime)
-    : m_source(runtime.Create<IEventSource>(L"EventLogGlobal", IID_IEventSource)),
+    : m_source(runtime.Create<IEventSource>(L"EventLogGlobal")),
       m_listener(IPtr<Listener>::Adopt(new Listener())) {
     if (!m_source) return;
-    if (auto archive = m_source.Query<IFileArchive>(IID_IFileArchive)) {
+    if (auto archive = m_source.Query<IFileArchive>()) {
         IPtr<IString> file;
         archive->get_Filename(file.Out());
         m_logFile = ToUtf8(TextOf(file.Get()));

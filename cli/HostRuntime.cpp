@@ -92,7 +92,7 @@ IPtr<IString> HostRuntime::NewString(std::wstring_view text) const {
 }
 
 IPtr<IVariant> HostRuntime::NewVariant() const {
-    auto variant = Create<IVariant>(L"Variant", IID_IVariant);
+    auto variant = Create<IVariant>(L"Variant");
     if (!variant) throw Failure("the host runtime cannot create variants");
     return variant;
 }

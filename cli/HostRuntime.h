@@ -28,14 +28,14 @@ public:
 
     IComponentCollection* Components() const { return m_components.Get(); }
 
-    // A new component or host service of the given name asked for `iid`;
-    // null when there is no such component or it lacks the interface.
+    // A new component or host service of the given name as a T; null when
+    // there is no such component or it lacks the interface.
     template <class T>
-    IPtr<T> Create(std::wstring_view name, const IID& iid) const {
+    IPtr<T> Create(std::wstring_view name) const {
         IPtr<T> result;
         std::wstring text(name);
         tagREFString ref{static_cast<int32_t>(text.size()), text.data()};
-        if (m_components) m_components->CreateComponent(ref, &iid, result.OutVoid());
+        if (m_components) m_components->CreateComponent(ref, &InterfaceInfo<T>::Id(), result.OutVoid());
         return result;
     }
 

@@ -35,8 +35,8 @@ std::string ByteText(double bytes) {
 }
 
 IPtr<LineMonitor> LineMonitor::Create(const HostRuntime& runtime, bool live, const std::wstring& resultTitle) {
-    auto settings = runtime.Create<IRegistry>(L"ConsoleLineDisplay", IID_IRegistry);
-    auto display = settings.Query<IUILineDisplayable>(IID_IUILineDisplayable);
+    auto settings = runtime.Create<IRegistry>(L"ConsoleLineDisplay");
+    auto display = settings.Query<IUILineDisplayable>();
     if (!display) throw Failure("the host runtime has no ConsoleLineDisplay");
     Configure(settings.Get(), L"Output", L"stdout");
     Configure(settings.Get(), L"Mode", live ? L"live" : L"verbose");
@@ -99,7 +99,7 @@ void LineMonitor::WatchStatistics(IShadow* shadow) {
 }
 
 void LineMonitor::Finish() {
-    if (auto refreshable = m_display.Query<IUIRefreshableObject>(IID_IUIRefreshableObject)) refreshable->Refresh(0);
+    if (auto refreshable = m_display.Query<IUIRefreshableObject>()) refreshable->Refresh(0);
 }
 
 } // namespace cli

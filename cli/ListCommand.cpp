@@ -20,7 +20,7 @@ std::string Padded(const std::string& text, size_t width) {
 
 std::vector<std::wstring> InputNames(IUnknown* component) {
     std::vector<std::wstring> names;
-    auto inputs = QueryAs<IInputParameters>(component, IID_IInputParameters);
+    auto inputs = QueryAs<IInputParameters>(component);
     if (!inputs) return names;
     int32_t count = 0;
     inputs->get_Count(&count);
@@ -33,7 +33,7 @@ std::vector<std::wstring> InputNames(IUnknown* component) {
 
 void PrintComponent(const std::wstring& name, IUnknown* component) {
     std::printf("%s\n", ToUtf8(name).c_str());
-    auto parameters = QueryAs<IParameters>(component, IID_IParameters);
+    auto parameters = QueryAs<IParameters>(component);
     std::vector<ParameterInfo> all = ReadParameters(parameters.Get());
     if (all.empty()) std::printf("  (no parameters)\n");
 
@@ -82,7 +82,7 @@ int ListCommand(const Arguments& args) {
     }
     bool first = true;
     for (const wchar_t* known : kModuleComponents) {
-        auto component = runtime->Create<IUnknown>(known, IID_IUnknown);
+        auto component = runtime->Create<IUnknown>(known);
         if (!component) continue;
         if (!first) std::printf("\n");
         first = false;

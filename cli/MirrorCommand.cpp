@@ -91,7 +91,7 @@ void Set(const HostRuntime& runtime, IParameters* parameters, const std::vector<
 }
 
 void PrintStatistics(IUnknown* component, bool clean) {
-    auto shadow = QueryAs<IShadow>(component, IID_IShadow);
+    auto shadow = QueryAs<IShadow>(component);
     if (!shadow) return;
     int32_t files = 0;
     double bytes = 0;
@@ -200,9 +200,9 @@ int MirrorCommand(const Arguments& args) {
     if (options.dryRun) return DryRun(*runtime, settings, options);
     CheckDeletions(*runtime, settings, options);
 
-    auto component = runtime->Create<IUnknown>(L"Shadow", IID_IUnknown);
+    auto component = runtime->Create<IUnknown>(L"Shadow");
     if (!component) throw Failure("the module offers no Shadow component");
-    auto parameters = component.Query<IParameters>(IID_IParameters);
+    auto parameters = component.Query<IParameters>();
     if (!parameters) throw Failure("the Shadow component has no parameters");
 
     std::vector<ParameterInfo> all = ReadParameters(parameters.Get());

@@ -55,7 +55,7 @@ public:
         IPtr<IUnknown> entry;
         int64_t value = 0;
         if (FAILED(m_entries->get_Item(index, entry.Out()))) return 0;
-        auto attributes = entry.Query<IFileAttributes>(IID_IFileAttributes);
+        auto attributes = entry.Query<IFileAttributes>();
         if (attributes) attributes->get_Attribute(which, &value);
         return value;
     }
@@ -69,7 +69,7 @@ MirrorPlan::MirrorPlan(const HostRuntime& runtime, MirrorSettings settings, Sink
       m_copyKinds(AllEntriesAs(L"File")), m_cleanKinds(AllEntriesAs(L"*")) {}
 
 IPtr<IExtCollection> MirrorPlan::AllEntriesAs(const wchar_t* kind) const {
-    auto kinds = m_runtime.Create<IExtCollection>(L"ExtCollection", IID_IExtCollection);
+    auto kinds = m_runtime.Create<IExtCollection>(L"ExtCollection");
     if (!kinds) throw Failure("the host runtime offers no extension collection");
     kinds->AddExtension(REFLiteral(L"*"), REFLiteral(kind));
     return kinds;
@@ -77,7 +77,7 @@ IPtr<IExtCollection> MirrorPlan::AllEntriesAs(const wchar_t* kind) const {
 
 // The same request the component makes for each of its listings.
 MirrorPlan::Listing MirrorPlan::List(const std::wstring& folder, bool folders, IExtCollection* kinds) const {
-    auto names = m_runtime.Create<IFileNameCollection>(L"FileNameCollection", IID_IFileNameCollection);
+    auto names = m_runtime.Create<IFileNameCollection>(L"FileNameCollection");
     if (!names) throw Failure("the host runtime offers no folder listing");
     auto path = m_runtime.NewString(folder);
     names->put_Folder(path.Get());
@@ -87,7 +87,7 @@ MirrorPlan::Listing MirrorPlan::List(const std::wstring& folder, bool folders, I
     names->put_Option(FILENAME_OPTION_FOLDERS, folders ? kListFolders : kListFiles);
     names->put_Option(22, 1);
     if (FAILED(names->Scan())) return Listing();
-    return Listing(names.Query<ISuperCollection>(IID_ISuperCollection));
+    return Listing(names.Query<ISuperCollection>());
 }
 
 void MirrorPlan::Emit(MirrorAction action, std::wstring path, int64_t bytes, std::wstring source, const char* why) {

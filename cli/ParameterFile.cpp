@@ -22,7 +22,7 @@ std::string StatusText(HRESULT hr) {
 
 // A new XML stream bound to the file.
 IPtr<IFileArchive> OpenXmlFile(const HostRuntime& runtime, const std::string& path) {
-    auto archive = runtime.Create<IFileArchive>(L"XMLStream", IID_IFileArchive);
+    auto archive = runtime.Create<IFileArchive>(L"XMLStream");
     if (!archive) throw Failure("the host runtime has no XMLStream");
     auto name = FromUtf8(path);
     if (!name) throw UsageError("the file name " + path + " is not valid UTF-8");
@@ -32,7 +32,7 @@ IPtr<IFileArchive> OpenXmlFile(const HostRuntime& runtime, const std::string& pa
 }
 
 IPtr<IDataPersist> PersistOf(IUnknown* component) {
-    auto persist = QueryAs<IDataPersist>(component, IID_IDataPersist);
+    auto persist = QueryAs<IDataPersist>(component);
     if (!persist) throw Failure("the component cannot save or load its parameters");
     return persist;
 }
@@ -48,13 +48,13 @@ void LoadParameterFile(const HostRuntime& runtime, IUnknown* component, const st
         // The stream's own reason: the parser's message and where it stopped.
         std::wstring reason;
         IPtr<IString> text;
-        if (auto errors = archive.Query<IStreamErrorText>(StreamErrorTextIID());
+        if (auto errors = archive.Query<IStreamErrorText>();
             errors && errors->get_ErrorText(text.Out()) == S_OK)
             reason = TextOf(text.Get());
         throw UsageError("parameters file " + path + " is not a readable XML document" +
                          (reason.empty() ? std::string() : ": " + ToUtf8(reason)));
     }
-    auto stream = archive.Query<IDataStream>(IID_IDataStream);
+    auto stream = archive.Query<IDataStream>();
     if (!stream) throw Failure("the XML stream has no data stream face");
     HRESULT hr = persist->Load(stream.Get(), 0);
     if (FAILED(hr)) throw Failure("loading parameters from " + path + " failed with status " + StatusText(hr));
@@ -63,7 +63,7 @@ void LoadParameterFile(const HostRuntime& runtime, IUnknown* component, const st
 void SaveParameterFile(const HostRuntime& runtime, IUnknown* component, const std::string& path) {
     auto persist = PersistOf(component);
     auto archive = OpenXmlFile(runtime, path);
-    auto stream = archive.Query<IDataStream>(IID_IDataStream);
+    auto stream = archive.Query<IDataStream>();
     if (!stream) throw Failure("the XML stream has no data stream face");
     HRESULT hr = persist->Save(stream.Get(), 0);
     if (FAILED(hr)) throw Failure("saving parameters failed with status " + StatusText(hr));

@@ -104,9 +104,9 @@ std::vector<ParameterInfo> ReadParameters(IParameters* parameters) {
         info.name = TextOf(name.Get());
         info.value = ValueText(value.Get(), &info.valueType);
         if (descriptor) {
-            info.boundInput = static_cast<bool>(descriptor.Query<IInputParameter>(IID_IInputParameter));
+            info.boundInput = static_cast<bool>(descriptor.Query<IInputParameter>());
             // A choice keeps its item list as a string descriptor: "Off|On|Auto".
-            auto choices = descriptor.Query<IString>(IID_IString);
+            auto choices = descriptor.Query<IString>();
             if (choices && (info.flags & kChoiceBit)) info.choices = SplitAt(TextOf(choices.Get()), L'|');
         }
         all.push_back(std::move(info));

@@ -110,7 +110,7 @@ int RunCommand(const Arguments& args) {
     auto runtime = HostRuntime::Start();
     std::wstring name;
     auto component = CreateModuleComponent(*runtime, WideArgument(options.component), &name);
-    auto parameters = component.Query<IParameters>(IID_IParameters);
+    auto parameters = component.Query<IParameters>();
     if (!parameters && !options.assignments.empty())
         throw UsageError("component " + ToUtf8(name) + " has no parameters to set");
 

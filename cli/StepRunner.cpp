@@ -75,8 +75,8 @@ bool TakesLineDisplay(IInputParameter* input) {
 } // namespace
 
 IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* component, IUnknown* display) {
-    auto inputs = QueryAs<IInputParameters>(component, IID_IInputParameters);
-    auto bindable = QueryAs<IBindableObject>(component, IID_IBindableObject);
+    auto inputs = QueryAs<IInputParameters>(component);
+    auto bindable = QueryAs<IBindableObject>(component);
     if (!inputs || !bindable || !display) return {};
 
     auto sourceName = runtime.NewString(kDisplayName);
@@ -86,14 +86,14 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IUnknown> item;
         if (FAILED(inputs->get_Item(i, item.Out()))) continue;
-        auto input = item.Query<IInputParameter>(IID_IInputParameter);
+        auto input = item.Query<IInputParameter>();
         if (!input || !TakesLineDisplay(input.Get())) continue;
         input->put_SourceComponent(sourceName.Get());
         any = true;
     }
     if (!any) return {};
 
-    auto workspace = runtime.Create<ISuperCollection>(L"SuperCollection", IID_ISuperCollection);
+    auto workspace = runtime.Create<ISuperCollection>(L"SuperCollection");
     if (!workspace) throw Failure("the host runtime cannot create a workspace collection");
     workspace->Add(sourceName.Get(), display, nullptr, 0);
     bindable->Bind(workspace.Get(), nullptr);
@@ -101,7 +101,7 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
 }
 
 StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
-    auto step = QueryAs<IStep>(component, IID_IStep);
+    auto step = QueryAs<IStep>(component);
     if (!step) throw Failure("the component is not a step");
 
     // The display reads the statistics of a mirroring step while it runs;
@@ -109,7 +109,7 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
     struct Watch final {
         LineMonitor* monitor;
         Watch(LineMonitor* m, IUnknown* c) : monitor(m) {
-            if (monitor) monitor->WatchStatistics(QueryAs<IShadow>(c, IID_IShadow).Get());
+            if (monitor) monitor->WatchStatistics(QueryAs<IShadow>(c).Get());
         }
         ~Watch() {
             if (monitor) {

@@ -22,7 +22,7 @@ void FailureLog::RecordCopy(const tagREFString& source, const tagREFString& targ
 }
 
 void FailureLog::Write(const std::string& text) {
-    if (!m_Log) m_Log = CreateHostObject<IUILineDisplayable>(L"EventLogGlobal", IID_IUILineDisplayable);
+    if (!m_Log) m_Log = CreateHostObject<IUILineDisplayable>(L"EventLogGlobal");
     if (!m_Log) return;
     IPtr<IString> title = IPtr<IString>::Adopt(ISCreate(m_Title));
     IPtr<IString> line = IPtr<IString>::Adopt(ISCreate(text.c_str(), static_cast<int>(text.size())));
@@ -33,5 +33,5 @@ void FailureLog::Write(const std::string& text) {
 void FailureLog::Flush() {
     if (!m_Unsaved) return;
     m_Unsaved = false;
-    if (IPtr<IFileArchive> archive = m_Log.Query<IFileArchive>(IID_IFileArchive)) archive->Save();
+    if (IPtr<IFileArchive> archive = m_Log.Query<IFileArchive>()) archive->Save();
 }

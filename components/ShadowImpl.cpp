@@ -112,12 +112,12 @@ private:
     IPtr<IFileAttributes> AttributesOf(int32_t index) const {
         IPtr<IUnknown> entry;
         if (FAILED(entries->get_Item(index, entry.Out()))) return {};
-        return entry.Query<IFileAttributes>(IID_IFileAttributes);
+        return entry.Query<IFileAttributes>();
     }
 };
 
 IPtr<IExtCollection> AllEntriesAs(const wchar_t* kind) {
-    IPtr<IExtCollection> extensions = CreateHostObject<IExtCollection>(L"ExtCollection", IID_IExtCollection);
+    IPtr<IExtCollection> extensions = CreateHostObject<IExtCollection>(L"ExtCollection");
     if (extensions) extensions->AddExtension(REFLiteral(L"*"), REFLiteral(kind));
     return extensions;
 }
@@ -127,7 +127,7 @@ IPtr<IExtCollection> AllEntriesAs(const wchar_t* kind) {
 // FILENAME_OPTION_NAMES_ONLY): for passes that compare names only.
 Listing Scan(IString* folder, IExtCollection* extensions, bool namesOnly = false) {
     Listing listing;
-    listing.names = CreateHostObject<IFileNameCollection>(L"FileNameCollection", IID_IFileNameCollection);
+    listing.names = CreateHostObject<IFileNameCollection>(L"FileNameCollection");
     if (!listing.names) return listing;
     listing.names->put_Folder(folder);
     if (extensions) listing.names->put_Extensions(extensions);
@@ -137,7 +137,7 @@ Listing Scan(IString* folder, IExtCollection* extensions, bool namesOnly = false
     if (namesOnly) listing.names->put_Option(FILENAME_OPTION_NAMES_ONLY, 1);
     listing.names->put_Option(22, 1);
     listing.status = listing.names->Scan();
-    listing.entries = listing.names.Query<ISuperCollection>(IID_ISuperCollection);
+    listing.entries = listing.names.Query<ISuperCollection>();
     if (SUCCEEDED(listing.status) && !listing.entries) listing.status = E_NOINTERFACE;
     return listing;
 }
@@ -248,7 +248,7 @@ private:
 
 HRESULT CShadow::Shadow(IString* source, IString* destination, short copyNewOnly, short subFolders, short clean,
                         IUnknown* display) {
-    IPtr<IUILineDisplayable> sink = QueryAs<IUILineDisplayable>(display, IID_IUILineDisplayable);
+    IPtr<IUILineDisplayable> sink = QueryAs<IUILineDisplayable>(display);
     RunScope run(*this, View(source));
     if (source && destination) {
         SetTitle(L"Shadow Copy");
@@ -267,7 +267,7 @@ HRESULT CShadow::Shadow(IString* source, IString* destination, short copyNewOnly
 
 HRESULT CShadow::Execute(CStopEvent* stop) {
     IPtr<IUnknown> display = InputValue(0);
-    IPtr<IUILineDisplayable> sink = QueryAs<IUILineDisplayable>(display.Get(), IID_IUILineDisplayable);
+    IPtr<IUILineDisplayable> sink = QueryAs<IUILineDisplayable>(display.Get());
 
     // A path parameter counts only when its variant holds a value.
     auto pathParameter = [this](int32_t index) {

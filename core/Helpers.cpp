@@ -92,7 +92,7 @@ IString* ISCreate(IVariant* value) {
     if (value->IsObject()) {
         IPtr<IUnknown> object;
         value->get_Object(object.Out());
-        IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object.Get(), IID_IObjectInfo);
+        IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object.Get());
         tagREFString name{0, nullptr};
         if (info && SUCCEEDED(info->GetName(0, &name))) return ISCreate(name);
         return MakeString(nullptr, 0);

@@ -5,23 +5,23 @@
 #include "core/REFString.h"
 
 // Host string makers: a new string with one reference, or null.
-IString* ISCreate(const wchar_t* text);
-IString* ISCreate(const tagREFString& text);
-IString* ISCreate(const char* utf8, int bytes);
-IString* ISCreateHex(unsigned int value);
+[[nodiscard]] IString* ISCreate(const wchar_t* text);
+[[nodiscard]] IString* ISCreate(const tagREFString& text);
+[[nodiscard]] IString* ISCreate(const char* utf8, int bytes);
+[[nodiscard]] IString* ISCreateHex(unsigned int value);
 // A variant as text: its string, the name of the object it holds (empty
 // without one), or its number in the default form.
-IString* ISCreate(IVariant* value);
+[[nodiscard]] IString* ISCreate(IVariant* value);
 // A variant's number with `decimals` decimals in fixed point. A negative
 // count is the default form: integers in plain decimal, doubles in the
 // shortest text that reads back to the same value (0.25, 1500, 1e-07).
-IString* ISCreate(IVariant* value, short decimals);
+[[nodiscard]] IString* ISCreate(IVariant* value, short decimals);
 
 // Host variant makers: a new variant with one reference, or null.
-IVariant* IVCreate(IString* value);
-IVariant* IVCreate(int value);
+[[nodiscard]] IVariant* IVCreate(IString* value);
+[[nodiscard]] IVariant* IVCreate(int value);
 // A variant of the type the text looks like; the view is trimmed at its front.
-IVariant* IVCreateConvert(CREFString& text);
+[[nodiscard]] IVariant* IVCreateConvert(CREFString& text);
 
 // Parsers of counted views; they never fail (unparsable text gives 0).
 int _IS2Integer(CREFString text, int base);
@@ -29,7 +29,7 @@ double _IS2Double(CREFString text);
 
 // Wide text to a new terminated UTF-8 array (free with delete[]); the byte
 // length without the terminator is stored through `length` when not null.
-char* _IS2A(tagREFString text, int* length);
+[[nodiscard]] char* _IS2A(tagREFString text, int* length);
 
 // Replaces every backslash with a slash in place; E_FAIL for an empty text.
 HRESULT CheckSeparator(tagREFString text);

@@ -105,7 +105,7 @@ CREFString::CREFString(IString* string) : tagREFString{0, nullptr} {
 CREFString::CREFString(IDataStream* stream) : tagREFString{0, nullptr} {
     if (!stream) return;
     // The stream keeps its text alive; the string face is only borrowed.
-    IPtr<IString> text = QueryAs<IString>(stream, IID_IString);
+    IPtr<IString> text = QueryAs<IString>(stream);
     if (text && FAILED(text->GetString(this))) {
         m_Length = 0;
         m_pString = nullptr;

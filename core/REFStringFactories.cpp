@@ -31,7 +31,7 @@ public:
         if (!candidate) return Get();
         IComponentString* expected = nullptr;
         if (m_p.compare_exchange_strong(expected, candidate.Get(), std::memory_order_acq_rel)) {
-            candidate.Detach();
+            (void)candidate.Detach(); // the slot holds its reference now
             return Get();
         }
         return expected;
@@ -62,10 +62,11 @@ IComponentString* FillSlot(ComponentStringSlot& slot, const wchar_t* component) 
 }
 
 template <class T>
-T* CreateFromSlot(ComponentStringSlot& slot, const wchar_t* component, const IID& iid) {
+T* CreateFromSlot(ComponentStringSlot& slot, const wchar_t* component) {
     IComponentString* maker = FillSlot(slot, component);
     if (!maker) return nullptr;
     void* out = nullptr;
+    IID iid = InterfaceInfo<T>::Id();
     if (FAILED(maker->CreateInstance(&iid, &out))) return nullptr;
     return static_cast<T*>(out);
 }
@@ -74,15 +75,15 @@ T* CreateFromSlot(ComponentStringSlot& slot, const wchar_t* component, const IID
 
 ICreatableString* CREFString::CreateString() {
     static ComponentStringSlot slot;
-    return CreateFromSlot<ICreatableString>(slot, L"CreatableString", IID_ICreatableString);
+    return CreateFromSlot<ICreatableString>(slot, L"CreatableString");
 }
 
 IVariant* CREFString::CreateVariant() {
     static ComponentStringSlot slot;
-    return CreateFromSlot<IVariant>(slot, L"Variant", IID_IVariant);
+    return CreateFromSlot<IVariant>(slot, L"Variant");
 }
 
 ISuperCollection* CREFString::CreateCollection() {
     static ComponentStringSlot slot;
-    return CreateFromSlot<ISuperCollection>(slot, L"SuperCollection", IID_ISuperCollection);
+    return CreateFromSlot<ISuperCollection>(slot, L"SuperCollection");
 }

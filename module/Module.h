@@ -19,13 +19,14 @@ CreatorFunction MODULECreateFunction(tagREFString module, tagREFString component
 
 // The host collection with a new reference; bootstraps one from the
 // "CollectionsEx" module when no host has called InitializeModule.
-IComponentCollection* GLOBALComponents();
+[[nodiscard]] IComponentCollection* GLOBALComponents();
 
 // A new host component asked for `iid`, or null.
-IUnknown* CreateObject(tagREFString name, IID* iid);
+[[nodiscard]] IUnknown* CreateObject(tagREFString name, IID* iid);
 
-// Typed shortcut for CreateObject.
+// Typed shortcut for CreateObject: CreateHostObject<IFileNameCollection>(L"FileNameCollection").
 template <class T>
-IPtr<T> CreateHostObject(const wchar_t* name, IID& iid) {
+IPtr<T> CreateHostObject(const wchar_t* name) {
+    IID iid = InterfaceInfo<T>::Id();
     return IPtr<T>::Adopt(static_cast<T*>(static_cast<void*>(CreateObject(REFLiteral(name), &iid))));
 }

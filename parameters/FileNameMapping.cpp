@@ -41,7 +41,7 @@ bool EqualsI(std::wstring_view a, std::wstring_view b) { return a.size() == b.si
 
 bool IsSeparator(wchar_t c) { return c == L'/' || c == L'\\'; }
 
-IPtr<IRegistryEx> OpenRegistry() { return CreateHostObject<IRegistryEx>(L"Registry", IID_IRegistryEx); }
+IPtr<IRegistryEx> OpenRegistry() { return CreateHostObject<IRegistryEx>(L"Registry"); }
 
 // Reads one key into `buffer`; the buffer holds an empty text on failure.
 HRESULT ReadKey(IRegistry* registry, const wchar_t* section, tagREFString key,
@@ -85,7 +85,7 @@ HRESULT FILENAMEGetInstallPath(IString** path) {
 HRESULT FILENAMEGetAppPath(IString** path) {
     if (!path) return E_POINTER;
     *path = nullptr;
-    if (IPtr<IFileArchive> workspace = CreateHostObject<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive)) {
+    if (IPtr<IFileArchive> workspace = CreateHostObject<IFileArchive>(L"ActiveWorkspace")) {
         IPtr<IString> file;
         workspace->get_Filename(file.Out());
         std::wstring_view name = ViewOf(file.Get());
@@ -136,7 +136,7 @@ HRESULT FILENAMEMap(IString* name, IString** mapped, short relative) {
         IPtr<IString> key;
         IPtr<IUnknown> item;
         if (FAILED(mappings->get_ItemName(i, key.Out())) || FAILED(mappings->get_Item(i, item.Out()))) continue;
-        IPtr<IString> folderString = item.Query<IString>(IID_IString);
+        IPtr<IString> folderString = item.Query<IString>();
         std::wstring_view folder = ViewOf(folderString.Get());
         if (folder.size() > text.size() || !StartsWithI(text, folder)) continue;
         std::wstring result = L"[";

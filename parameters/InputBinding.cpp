@@ -8,11 +8,11 @@
 namespace {
 
 void BindInput(IUnknown* entry, INamedCollection* collection) {
-    IPtr<IInputParameter> input = QueryAs<IInputParameter>(entry, IID_IInputParameter);
+    IPtr<IInputParameter> input = QueryAs<IInputParameter>(entry);
     if (!input) return;
     IPtr<IUnknown> moniker;
     if (FAILED(input->get_Moniker(moniker.Out()))) return;
-    if (IPtr<ICollectionMoniker> bindable = moniker.Query<ICollectionMoniker>(IID_ICollectionMoniker))
+    if (IPtr<ICollectionMoniker> bindable = moniker.Query<ICollectionMoniker>())
         bindable->BindToCollection(collection);
 }
 
@@ -25,37 +25,37 @@ IPtr<IDataStream> FindSection(IFolderStream* folder, const wchar_t* name) {
     IPtr<IUnknown> entry;
     if (!key || FAILED(entries->get_Index(key.Get(), &index)) || FAILED(entries->get_Item(index, entry.Out())))
         return {};
-    if (!entry.Query<IFolderStream>(IID_IFolderStream)) return {};
-    return entry.Query<IDataStream>(IID_IDataStream);
+    if (!entry.Query<IFolderStream>()) return {};
+    return entry.Query<IDataStream>();
 }
 
 IPtr<IDataStream> OpenSection(IFolderStream* folder, const wchar_t* name) {
     IPtr<IFolderStream> sub;
     if (FAILED(folder->OpenFolder(REFLiteral(name), 1, sub.Out()))) return {};
-    return sub.Query<IDataStream>(IID_IDataStream);
+    return sub.Query<IDataStream>();
 }
 
 void SaveInputs(IInputParameters* inputs, IDataStream* stream, int32_t options) {
     if (!stream) return;
-    if (IPtr<IDataPersist> persist = QueryAs<IDataPersist>(inputs, IID_IDataPersist)) persist->Save(stream, options);
+    if (IPtr<IDataPersist> persist = QueryAs<IDataPersist>(inputs)) persist->Save(stream, options);
 }
 
 void LoadInputs(IInputParameters* inputs, IDataStream* stream, int32_t options) {
     if (!stream) return;
-    if (IPtr<IDataPersist> persist = QueryAs<IDataPersist>(inputs, IID_IDataPersist)) persist->Load(stream, options);
+    if (IPtr<IDataPersist> persist = QueryAs<IDataPersist>(inputs)) persist->Load(stream, options);
 }
 
 IPtr<IInputParameter> InputAt(INamedCollection* inputs, int32_t index) {
     IPtr<IUnknown> entry;
     if (!inputs || FAILED(inputs->get_Item(index, entry.Out()))) return {};
-    return entry.Query<IInputParameter>(IID_IInputParameter);
+    return entry.Query<IInputParameter>();
 }
 
 } // namespace
 
 HRESULT ParameterBindInputs(IUnknown* inputs, IUnknown* collection) {
-    IPtr<IInputParameters> list = QueryAs<IInputParameters>(inputs, IID_IInputParameters);
-    IPtr<INamedCollection> components = QueryAs<INamedCollection>(collection, IID_INamedCollection);
+    IPtr<IInputParameters> list = QueryAs<IInputParameters>(inputs);
+    IPtr<INamedCollection> components = QueryAs<INamedCollection>(collection);
     if (!list || !components) return S_OK;
     int32_t count = 0;
     list->get_Count(&count);
@@ -67,8 +67,8 @@ HRESULT ParameterBindInputs(IUnknown* inputs, IUnknown* collection) {
 }
 
 HRESULT ParameterBindParameterDescriptors(IUnknown* component, IUnknown* collection) {
-    IPtr<IParameters> parameters = QueryAs<IParameters>(component, IID_IParameters);
-    IPtr<INamedCollection> components = QueryAs<INamedCollection>(collection, IID_INamedCollection);
+    IPtr<IParameters> parameters = QueryAs<IParameters>(component);
+    IPtr<INamedCollection> components = QueryAs<INamedCollection>(collection);
     if (!parameters || !components) return S_OK;
     for (int32_t i = 0;; ++i) {
         IPtr<IUnknown> descriptor;
@@ -81,13 +81,13 @@ HRESULT ParameterBindParameterDescriptors(IUnknown* component, IUnknown* collect
 HRESULT PARAMString(IUnknown* component, IUnknown* key, IString** text, bool nonEmpty) {
     if (!text) return E_POINTER;
     *text = nullptr;
-    IPtr<IParameters> parameters = QueryAs<IParameters>(component, IID_IParameters);
+    IPtr<IParameters> parameters = QueryAs<IParameters>(component);
     if (!parameters) return E_INVALIDARG;
     int32_t index = -1;
     if (FAILED(parameters->get_Index(key, &index))) return E_FAIL;
     IPtr<IUnknown> item;
     if (FAILED(parameters->get_Item(index, item.Out()))) return E_FAIL;
-    IPtr<IString> result = item.Query<IString>(IID_IString);
+    IPtr<IString> result = item.Query<IString>();
     if (!result) return E_FAIL;
     if (nonEmpty && CREFString(result.Get()).m_Length < 1) return E_FAIL;
     *text = result.Detach();
@@ -101,7 +101,7 @@ IComponentString* GetComponentString(IString* name) {
     IPtr<IUnknown> entry;
     if (FAILED(components->get_Index(name, &index)) || FAILED(components->get_Item(index, entry.Out())))
         return nullptr;
-    return entry.Query<IComponentString>(IID_IComponentString).Detach();
+    return entry.Query<IComponentString>().Detach();
 }
 
 void INPUTCopyProperties(IInputParameter* from, IInputParameter* to) {
@@ -117,11 +117,11 @@ void INPUTCopyProperties(IInputParameter* from, IInputParameter* to) {
 HRESULT INPUTSave(CParametersCore& parameters, IInputParameters* inputs, bool sectioned, IDataStream* stream,
                   int32_t options) {
     // XML holds the parameters only, always in compact form.
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream)) {
+    if (QueryAs<IXMLStream>(stream)) {
         parameters.Params_SaveXML(stream, PARAMS_COMPACT);
         return S_OK;
     }
-    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
+    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream);
     if (!folder) return S_OK;
     const int32_t compact = options | PARAMS_COMPACT;
     if (sectioned) {
@@ -137,11 +137,11 @@ HRESULT INPUTSave(CParametersCore& parameters, IInputParameters* inputs, bool se
 
 HRESULT INPUTLoad(CParametersCore& parameters, IInputParameters* inputs, bool sectioned, IDataStream* stream,
                   int32_t options) {
-    if (QueryAs<IXMLStream>(stream, IID_IXMLStream)) {
+    if (QueryAs<IXMLStream>(stream)) {
         parameters.Params_LoadXML(stream, sectioned ? (options | PARAMS_REPLACE) : options, 0);
         return S_OK;
     }
-    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
+    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream);
     if (!folder) return E_NOTIMPL;
     if (sectioned) {
         // A missing section leaves its part unchanged.
@@ -161,23 +161,23 @@ void INPUTReplicate(CParametersCore& source, IInputParameters* inputs, IParamete
     for (int32_t i = 0; i < count; ++i) {
         PARAMETEROBJECT* item = source.ParameterAt(i);
         IPtr<IUnknown> descriptor(item->m_pDescriptor.Get());
-        if (IPtr<IInputParameter> input = descriptor.Query<IInputParameter>(IID_IInputParameter)) {
+        if (IPtr<IInputParameter> input = descriptor.Query<IInputParameter>()) {
             // The copy gets an input of its own; without one it gets none
             // rather than sharing this component's.
-            IPtr<IInputParameter> own = CreateHostObject<IInputParameter>(L"InputParameter", IID_IInputParameter);
+            IPtr<IInputParameter> own = CreateHostObject<IInputParameter>(L"InputParameter");
             INPUTCopyProperties(input.Get(), own.Get());
             descriptor.Attach(own.Detach());
         }
         IPtr<IVariant> value = params::NewVariantFrom(item->m_pValue.Get());
         if (FAILED(copy->put_Item(i, value.Get()))) {
             if (IPtr<IParametersCreatable> creatable =
-                    QueryAs<IParametersCreatable>(copy, IID_IParametersCreatable))
+                    QueryAs<IParametersCreatable>(copy))
                 creatable->Add(item->m_pName.Get(), value.Get(), descriptor.Get(), item->m_Flags);
         }
         copy->put_ItemDescriptor(i, descriptor.Get());
     }
 
-    IPtr<IInputParameters> copyInputs = QueryAs<IInputParameters>(copy, IID_IInputParameters);
+    IPtr<IInputParameters> copyInputs = QueryAs<IInputParameters>(copy);
     int32_t inputCount = 0;
     if (inputs) inputs->get_Count(&inputCount);
     for (int32_t i = 0; i < inputCount && copyInputs; ++i) {

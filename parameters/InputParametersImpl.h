@@ -76,7 +76,7 @@ public:
 
 protected:
     InputParametersImpl()
-        : m_pInputs(CreateHostObject<IInputParameters>(L"InputParameters", IID_IInputParameters)) {}
+        : m_pInputs(CreateHostObject<IInputParameters>(L"InputParameters")) {}
     // The inputs go before the parameter collection.
     ~InputParametersImpl() override { m_pInputs.Release(); }
 

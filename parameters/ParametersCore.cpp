@@ -21,8 +21,8 @@ IPtr<IVariant> NewVariantFrom(IUnknown* value) {
 bool SameObject(IUnknown* a, IUnknown* b) {
     if (a == b) return true;
     if (!a || !b) return false;
-    IPtr<IUnknown> ia = QueryAs<IUnknown>(a, IID_IUnknown);
-    IPtr<IUnknown> ib = QueryAs<IUnknown>(b, IID_IUnknown);
+    IPtr<IUnknown> ia = QueryAs<IUnknown>(a);
+    IPtr<IUnknown> ib = QueryAs<IUnknown>(b);
     return ia && ia.Get() == ib.Get();
 }
 
@@ -79,7 +79,7 @@ HRESULT HandOut(const IPtr<T>& held, T** out) {
 } // namespace
 
 HRESULT CParametersCore::AddNOLOCK(IString* name, IUnknown* value, IUnknown* descriptor, int32_t flags) {
-    IPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant);
+    IPtr<IVariant> variant = QueryAs<IVariant>(value);
     if (!variant) {
         if (value) {
             variant = params::NewVariantFrom(value);
@@ -105,7 +105,7 @@ HRESULT CParametersCore::getParameter(PARAMETEROBJECT* item, IUnknown** value) {
     if (!value) return E_POINTER;
     *value = nullptr;
     if (!item) return E_FAIL;
-    if (IPtr<IInputParameter> input = item->m_pDescriptor.Query<IInputParameter>(IID_IInputParameter)) {
+    if (IPtr<IInputParameter> input = item->m_pDescriptor.Query<IInputParameter>()) {
         IPtr<IUnknown> bound;
         if (SUCCEEDED(input->get_Value(bound.Out())) && bound) {
             *value = bound.Detach();
@@ -137,7 +137,7 @@ HRESULT CParametersCore::get_ItemVariantNOLOCK(int32_t index, IVariant** value) 
     IPtr<IUnknown> effective;
     HRESULT hr = getParameter(m_pItems[index].get(), effective.Out());
     if (FAILED(hr)) return hr;
-    IPtr<IVariant> variant = effective.Query<IVariant>(IID_IVariant);
+    IPtr<IVariant> variant = effective.Query<IVariant>();
     if (!variant) variant = params::NewVariantFrom(effective.Get());
     if (!variant) return E_FAIL;
     *value = variant.Detach();
@@ -146,7 +146,7 @@ HRESULT CParametersCore::get_ItemVariantNOLOCK(int32_t index, IVariant** value) 
 
 HRESULT CParametersCore::put_ItemNOLOCK(int32_t index, IUnknown* value) {
     if (!IsValidIndex(index)) return E_INVALIDARG;
-    IPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant);
+    IPtr<IVariant> variant = QueryAs<IVariant>(value);
     if (!variant) variant = params::NewVariantFrom(value);
     if (!variant) return E_FAIL;
     m_pItems[index]->m_pValue = std::move(variant);
@@ -196,8 +196,8 @@ HRESULT CParametersCore::IndexOfObject(IUnknown* object, int32_t* index) const {
 
 HRESULT CParametersCore::get_IndexNOLOCK(IUnknown* key, int32_t* index) {
     if (!index) return E_POINTER;
-    IPtr<IString> name = QueryAs<IString>(key, IID_IString);
-    IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant);
+    IPtr<IString> name = QueryAs<IString>(key);
+    IPtr<IVariant> variant = QueryAs<IVariant>(key);
     IPtr<IUnknown> object;
     if (variant) {
         if (variant->IsNumber()) {
@@ -270,7 +270,7 @@ int32_t CParametersCore::GetNOLOCK(IUnknown* key, IUnknown** value, IUnknown** d
 
     IPtr<IUnknown> result;
     if (mode & 1) {
-        if (IPtr<IInputParameter> input = item->m_pDescriptor.Query<IInputParameter>(IID_IInputParameter))
+        if (IPtr<IInputParameter> input = item->m_pDescriptor.Query<IInputParameter>())
             input->get_Value(result.Out());
     }
     // An input that yields nothing leaves the stored value.
@@ -289,9 +289,9 @@ HRESULT CParametersCore::SetNOLOCK(IUnknown* key, IUnknown* value, IUnknown* des
                                    int32_t mode) {
     int32_t index = -1;
     if (FAILED(get_IndexNOLOCK(key, &index))) {
-        if (IPtr<IString> name = QueryAs<IString>(key, IID_IString))
+        if (IPtr<IString> name = QueryAs<IString>(key))
             return AddNOLOCK(name.Get(), value, descriptor, flags);
-        if (IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant)) {
+        if (IPtr<IVariant> variant = QueryAs<IVariant>(key)) {
             IPtr<IString> name = IPtr<IString>::Adopt(ISCreate(variant.Get()));
             return AddNOLOCK(name.Get(), value, descriptor, flags);
         }

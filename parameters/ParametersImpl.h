@@ -164,7 +164,7 @@ public:
     IPtr<IString> ParameterText(int32_t index) {
         IPtr<IUnknown> item;
         if (FAILED(get_Item(index, item.Out()))) return {};
-        return item.template Query<IString>(IID_IString);
+        return item.template Query<IString>();
     }
 
 protected:

@@ -51,8 +51,8 @@ void WriteObjectElement(IXMLStream* xml, IDataStream* stream, IDataPersist* obje
 
 // Loads an existing object from the object element under `element`.
 void LoadObjectElement(IXMLStream* element, IUnknown* object, int32_t options) {
-    IPtr<IDataPersist> persist = QueryAs<IDataPersist>(object, IID_IDataPersist);
-    IPtr<IDataStream> stream = QueryAs<IDataStream>(element, IID_IDataStream);
+    IPtr<IDataPersist> persist = QueryAs<IDataPersist>(object);
+    IPtr<IDataStream> stream = QueryAs<IDataStream>(element);
     if (persist && stream) persist->Load(stream.Get(), options);
 }
 
@@ -131,7 +131,7 @@ IPtr<IVariant> ReadFolderValue(IFolderStream* folder, int32_t* flags) {
 } // namespace
 
 HRESULT CParametersCore::Params_SaveCSV(IDataStream* stream, int32_t options) {
-    IPtr<ICSVStream> csv = QueryAs<ICSVStream>(stream, IID_ICSVStream);
+    IPtr<ICSVStream> csv = QueryAs<ICSVStream>(stream);
     if (!csv) return S_OK;
     ScopedLock lock(*this);
     bool first = true;
@@ -155,7 +155,7 @@ HRESULT CParametersCore::Params_SaveCSV(IDataStream* stream, int32_t options) {
 }
 
 HRESULT CParametersCore::Params_SaveXML(IDataStream* stream, int32_t options) {
-    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
+    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream);
     if (!xml) return S_OK;
     ScopedLock lock(*this);
     for (int32_t i = 0; i < m_Count; ++i) SaveXMLItem(xml.Get(), stream, i, options);
@@ -168,7 +168,7 @@ void CParametersCore::SaveXMLItem(IXMLStream* xml, IDataStream* stream, int32_t 
     const std::wstring name = ItemName(item->m_pName.Get(), index);
     IPtr<IVariant> value;
     get_ItemVariantNOLOCK(index, value.Out());
-    IPtr<IDataPersist> persist = item->m_pDescriptor.Query<IDataPersist>(IID_IDataPersist);
+    IPtr<IDataPersist> persist = item->m_pDescriptor.Query<IDataPersist>();
     int32_t flags = item->m_Flags & ~PARAM_NO_XML_BIT;
 
     if (options & PARAMS_COMPACT) {
@@ -210,7 +210,7 @@ void CParametersCore::SaveXMLItem(IXMLStream* xml, IDataStream* stream, int32_t 
 }
 
 HRESULT CParametersCore::Params_LoadXML(IDataStream* stream, int32_t options, int32_t) {
-    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
+    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream);
     if (!xml) return S_OK;
     ScopedLock lock(*this);
     if (options & PARAMS_REPLACE) {
@@ -272,14 +272,14 @@ void CParametersCore::LoadXMLItem(int32_t index, IXMLStream* element) {
 }
 
 HRESULT CParametersCore::Params_SaveXMLUnk(IDataStream* stream, int32_t options) {
-    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
+    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream);
     if (!xml) return S_OK;
     ScopedLock lock(*this);
     for (int32_t i = 0; i < m_Count; ++i) {
         PARAMETEROBJECT* item = m_pItems[i].get();
         IPtr<IUnknown> value;
         get_ItemNOLOCK(i, value.Out());
-        IPtr<IDataPersist> persist = value.Query<IDataPersist>(IID_IDataPersist);
+        IPtr<IDataPersist> persist = value.Query<IDataPersist>();
         if (!persist) continue;
         const std::wstring name = ItemName(item->m_pName.Get(), i);
         if (FAILED(xml->OpenElement(RefOf(name)))) continue;
@@ -288,7 +288,7 @@ HRESULT CParametersCore::Params_SaveXMLUnk(IDataStream* stream, int32_t options)
             WriteLeaf(xml.Get(), REFLiteral(L"Flags"), flagsText.Get());
         }
         WriteObjectElement(xml.Get(), stream, persist.Get(), options);
-        IPtr<IDataPersist> descriptor = item->m_pDescriptor.Query<IDataPersist>(IID_IDataPersist);
+        IPtr<IDataPersist> descriptor = item->m_pDescriptor.Query<IDataPersist>();
         if (descriptor && SUCCEEDED(xml->OpenElement(REFLiteral(L"ItemDescriptor")))) {
             WriteObjectElement(xml.Get(), stream, descriptor.Get(), options);
             xml->CloseElement();
@@ -299,7 +299,7 @@ HRESULT CParametersCore::Params_SaveXMLUnk(IDataStream* stream, int32_t options)
 }
 
 HRESULT CParametersCore::Params_LoadXMLUnk(IDataStream* stream, int32_t options) {
-    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream);
+    IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream);
     if (!xml) return S_OK;
     ScopedLock lock(*this);
     if (options & PARAMS_REPLACE) RemoveAllNOLOCK();
@@ -332,7 +332,7 @@ HRESULT CParametersCore::Params_LoadXMLUnk(IDataStream* stream, int32_t options)
 }
 
 HRESULT CParametersCore::Params_SaveFolderStream(IDataStream* stream, int32_t options) {
-    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
+    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream);
     if (!folder) return S_OK;
     ScopedLock lock(*this);
     IPtr<IString> installPath; // read once, when the first file name needs it
@@ -352,7 +352,7 @@ void CParametersCore::SaveFolderItem(IFolderStream* folder, int32_t index, int32
     if (!(options & PARAMS_COMPACT)) {
         if (flags & PARAM_NO_FOLDER) return;
     } else {
-        if ((flags & 0xF0) == PARAM_CHOICE && !descriptor.Query<IDataPersist>(IID_IDataPersist)) {
+        if ((flags & 0xF0) == PARAM_CHOICE && !descriptor.Query<IDataPersist>()) {
             descriptor.Release();
             flags = 0;
         }
@@ -408,7 +408,7 @@ void CParametersCore::SaveFolderItem(IFolderStream* folder, int32_t index, int32
 }
 
 HRESULT CParametersCore::Params_LoadFolderStream(IDataStream* stream, int32_t options) {
-    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream);
+    IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream);
     if (!folder) return S_OK;
     ScopedLock lock(*this);
     if (options & PARAMS_REPLACE) RemoveAllNOLOCK();
@@ -429,7 +429,7 @@ void CParametersCore::LoadFolderAppend(IFolderStream* folder) {
         IPtr<IUnknown> entry;
         entries->get_ItemName(i, name.Out());
         if (FAILED(entries->get_Item(i, entry.Out())) || !entry) continue;
-        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>(IID_IFolderStream)) {
+        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>()) {
             int32_t flags = 0;
             IPtr<IVariant> value = ReadFolderValue(sub.Get(), &flags);
             if (flags & 6) RestoreFileName(value.Get(), flags);
@@ -437,7 +437,7 @@ void CParametersCore::LoadFolderAppend(IFolderStream* folder) {
             IPtr<IUnknown> descriptor;
             if (FAILED(sub->ReadObject(REFLiteral(L"Descriptor"), descriptor.Out()))) descriptor.Release();
             AddNOLOCK(name.Get(), value.Get(), descriptor.Get(), flags);
-        } else if (IPtr<IVariant> value = entry.Query<IVariant>(IID_IVariant)) {
+        } else if (IPtr<IVariant> value = entry.Query<IVariant>()) {
             IPtr<IVariant> copy = params::NewVariantFrom(value.Get());
             AddNOLOCK(name.Get(), copy.Get(), nullptr, 0);
         }
@@ -456,7 +456,7 @@ void CParametersCore::LoadFolderMatching(IFolderStream* folder) {
         if (!key || FAILED(entries->get_Index(key.Get(), &found)) || FAILED(entries->get_Item(found, entry.Out())) ||
             !entry)
             continue;
-        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>(IID_IFolderStream)) {
+        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>()) {
             // The saved flags steer only the file-name handling.
             int32_t savedFlags = 0;
             IPtr<IVariant> value = ReadFolderValue(sub.Get(), &savedFlags);
@@ -465,7 +465,7 @@ void CParametersCore::LoadFolderMatching(IFolderStream* folder) {
             IPtr<IUnknown> descriptor;
             if (SUCCEEDED(sub->ReadObject(REFLiteral(L"Descriptor"), descriptor.Out())) && descriptor)
                 put_ItemDescriptorNOLOCK(i, descriptor.Get());
-        } else if (IPtr<IVariant> value = entry.Query<IVariant>(IID_IVariant)) {
+        } else if (IPtr<IVariant> value = entry.Query<IVariant>()) {
             IPtr<IVariant> copy = params::NewVariantFrom(value.Get());
             if (copy) put_ItemNOLOCK(i, copy.Get());
         }

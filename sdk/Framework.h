@@ -17,3 +17,6 @@
 using CreatorFunction = HRESULT (*)(void* outer, IID* iid, void** out);
 using InitializeModuleFunction = HRESULT (*)(void* reserved, IComponentCollection* collection);
 using CreateFunctionFunction = HRESULT (*)(int32_t length, const wchar_t* name, CreatorFunction* creator);
+
+// Every interface's identifier, for QueryAs and IPtr::Query.
+#include "InterfaceTraits.h"

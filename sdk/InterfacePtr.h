@@ -1,11 +1,28 @@
-// An owning smart pointer for interface pointers. Every reset detaches the
-// member first and then releases the old value, so that code running inside
-// that Release never sees a pointer to an object being torn down.
+// An owning smart pointer for interface pointers, and how interface
+// pointers are passed in this code base:
+// - a raw `I*` parameter is borrowed for the call: the callee takes its own
+//   reference (an IPtr) if it keeps the pointer;
+// - a function returning `IPtr<I>` gives the caller one reference;
+// - an `I**` out-parameter receives one reference; write it through
+//   `Out()` (which releases what the IPtr held first);
+// - `IPtr<I>::Adopt(p)` takes over the reference a maker already gave;
+//   `Detach()` hands the held reference on, and must not be dropped.
+// The interface type carries its identifier (InterfaceInfo, sdk/
+// InterfaceTraits.h): `QueryAs<IShadow>(p)` and `ptr.Query<IStep>()`.
+//
+// Every reset detaches the member first and then releases the old value, so
+// that code running inside that Release never sees a pointer to an object
+// being torn down.
 #pragma once
 
 #include <utility>
 
 #include "Unknown.h"
+
+// Each interface's identifier and parent, specialised in
+// sdk/InterfaceTraits.h (which sdk/Framework.h includes).
+template <class T>
+struct InterfaceInfo;
 
 template <class T>
 class IPtr final {
@@ -50,7 +67,7 @@ public:
         m_p = p;
         if (old) old->Release();
     }
-    T* Detach() { return std::exchange(m_p, nullptr); }
+    [[nodiscard]] T* Detach() { return std::exchange(m_p, nullptr); }
 
     // The address for an output argument; the old value is released first.
     T** Out() {
@@ -61,9 +78,9 @@ public:
 
     // Asks the held object for another interface.
     template <class U>
-    IPtr<U> Query(const IID& iid) const {
+    IPtr<U> Query() const {
         IPtr<U> r;
-        if (m_p) m_p->QueryInterface(iid, r.OutVoid());
+        if (m_p) m_p->QueryInterface(InterfaceInfo<U>::Id(), r.OutVoid());
         return r;
     }
 
@@ -77,8 +94,8 @@ private:
 
 // Asks any interface pointer for another interface.
 template <class U>
-IPtr<U> QueryAs(IUnknown* p, const IID& iid) {
+IPtr<U> QueryAs(IUnknown* p) {
     IPtr<U> r;
-    if (p) p->QueryInterface(iid, r.OutVoid());
+    if (p) p->QueryInterface(InterfaceInfo<U>::Id(), r.OutVoid());
     return r;
 }

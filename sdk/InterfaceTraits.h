@@ -8,6 +8,11 @@
 template <class T>
 struct InterfaceInfo;
 
+template <>
+struct InterfaceInfo<IUnknown> {
+    static const IID& Id() { return IID_IUnknown; }
+};
+
 #define SHADOW_INTERFACE_INFO(I, P)                        \
     template <>                                            \
     struct InterfaceInfo<I> {                              \

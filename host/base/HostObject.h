@@ -65,4 +65,11 @@ HRESULT CreateHostComponent(const IID* iid, void** out, Args&&... args) {
     return hr;
 }
 
+// The typed form: CreateHostComponent<FolderStream>(stream, state, node)
+// fills an IPtr<IDataStream> with a new FolderStream.
+template <class T, class I, class... Args>
+HRESULT CreateHostComponent(IPtr<I>& out, Args&&... args) {
+    return CreateHostComponent<T>(&InterfaceInfo<I>::Id(), out.OutVoid(), std::forward<Args>(args)...);
+}
+
 } // namespace host

@@ -8,7 +8,7 @@ namespace {
 
 IPtr<ISuperCollection> NewCollection(NameMatch match) {
     IPtr<ISuperCollection> c;
-    CreateHostComponent<ItemCollectionImpl<>>(&IID_ISuperCollection, c.OutVoid(), match);
+    CreateHostComponent<ItemCollectionImpl<>>(c, match);
     return c;
 }
 

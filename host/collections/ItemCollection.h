@@ -65,8 +65,8 @@ public:
             *index = -1;
             return E_INVALIDARG;
         }
-        if (IPtr<IString> name = QueryAs<IString>(key, IID_IString)) return IndexOfName(TextOf(name.Get()), index);
-        if (IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant)) {
+        if (IPtr<IString> name = QueryAs<IString>(key)) return IndexOfName(TextOf(name.Get()), index);
+        if (IPtr<IVariant> variant = QueryAs<IVariant>(key)) {
             if (variant->IsNumber()) {
                 int32_t number = 0;
                 variant->get_Integer(&number);
@@ -134,9 +134,9 @@ public:
     HRESULT Add(IUnknown* key, IUnknown* item, IUnknown* descriptor, int32_t flags) override {
         IPtr<IString> name;
         if (key) {
-            name = QueryAs<IString>(key, IID_IString);
+            name = QueryAs<IString>(key);
             if (!name) {
-                IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant);
+                IPtr<IVariant> variant = QueryAs<IVariant>(key);
                 if (!variant || !variant->IsString()) return E_INVALIDARG;
                 variant->get_String(name.Out());
             }
@@ -248,7 +248,7 @@ private:
 
     static IUnknown* IdentityOf(IUnknown* object) {
         // The pointer stays valid after the release: the entry holds the object.
-        return QueryAs<IUnknown>(object, IID_IUnknown).Get();
+        return QueryAs<IUnknown>(object).Get();
     }
 
     bool ValidIndex(int32_t index) const { return index >= 0 && static_cast<size_t>(index) < m_items.size(); }

@@ -18,13 +18,13 @@ bool AsciiEqualNoCase(std::wstring_view a, std::wstring_view b) {
 LookupKey ClassifyKey(IUnknown* key) {
     LookupKey result;
     if (!key) return result;
-    IPtr<IString> text = QueryAs<IString>(key, IID_IString);
+    IPtr<IString> text = QueryAs<IString>(key);
     if (text) {
         result.kind = LookupKey::Kind::Name;
         result.name = ToWide(text.Get());
         return result;
     }
-    IPtr<IVariant> variant = QueryAs<IVariant>(key, IID_IVariant);
+    IPtr<IVariant> variant = QueryAs<IVariant>(key);
     if (!variant) {
         result.kind = LookupKey::Kind::Object;
         result.object.Reset(key);
@@ -50,8 +50,8 @@ LookupKey ClassifyKey(IUnknown* key) {
 bool SameObject(IUnknown* a, IUnknown* b) {
     if (!a || !b) return false;
     if (a == b) return true;
-    IPtr<IUnknown> ia = QueryAs<IUnknown>(a, IID_IUnknown);
-    IPtr<IUnknown> ib = QueryAs<IUnknown>(b, IID_IUnknown);
+    IPtr<IUnknown> ia = QueryAs<IUnknown>(a);
+    IPtr<IUnknown> ib = QueryAs<IUnknown>(b);
     return ia && ia.Get() == ib.Get();
 }
 

@@ -251,7 +251,7 @@ HRESULT FileNameCollection::Scan() {
     ReserveItems(listed.size());
     for (const FileEntryData& data : listed) {
         IPtr<IFileArchive> entry;
-        HRESULT hr = CreateHostComponent<FileEntry>(&IID_IFileArchive, entry.OutVoid(), shared, data);
+        HRESULT hr = CreateHostComponent<FileEntry>(entry, shared, data);
         if (FAILED(hr)) return hr;
         AppendItem(std::wstring_view(shared->names).substr(data.nameOffset, data.nameLength), entry.Get());
     }

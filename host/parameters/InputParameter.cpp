@@ -64,14 +64,14 @@ HRESULT CollectionMoniker::Resolve(IUnknown** value) {
         FAILED(collection->get_Item(index, source.Out())) || !source)
         return E_FAIL;
     // A collection that keeps its components in variants.
-    if (IPtr<IVariant> holder = source.Query<IVariant>(IID_IVariant); holder && holder->IsObject()) {
+    if (IPtr<IVariant> holder = source.Query<IVariant>(); holder && holder->IsObject()) {
         IPtr<IUnknown> object;
         holder->get_Object(object.Out());
         source = std::move(object);
     }
 
     if (!parameter.empty()) {
-        IPtr<IParameters> parameters = source.Query<IParameters>(IID_IParameters);
+        IPtr<IParameters> parameters = source.Query<IParameters>();
         IPtr<IVariant> current;
         if (!parameters || FAILED(parameters->get_Index(MakeString(parameter).Get(), &index)) ||
             FAILED(parameters->get_ItemVariant(index, current.Out())) || !current)
@@ -120,7 +120,7 @@ IID CollectionMoniker::Interface() {
 
 InputParameter::InputParameter() {
     IPtr<ICollectionMoniker> moniker;
-    CreateHostComponent<CollectionMoniker>(&IID_ICollectionMoniker, moniker.OutVoid());
+    CreateHostComponent<CollectionMoniker>(moniker);
     m_moniker.Attach(static_cast<CollectionMoniker*>(moniker.Detach()));
 }
 

@@ -138,7 +138,7 @@ HRESULT InputParameters::get_InputValue(int32_t index, IUnknown** value) {
     }
     if (SUCCEEDED(yielded->QueryInterface(iid, reinterpret_cast<void**>(value))) && *value) return S_OK;
     // A parameter's value comes as a variant: ask what it holds.
-    if (IPtr<IVariant> variant = yielded.Query<IVariant>(IID_IVariant)) {
+    if (IPtr<IVariant> variant = yielded.Query<IVariant>()) {
         IPtr<IUnknown> held;
         if (variant->IsObject()) {
             variant->get_Object(held.Out());

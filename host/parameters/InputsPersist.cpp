@@ -123,15 +123,15 @@ void ApplySources(IInputParameter* input, const SavedInput& saved) {
 
 HRESULT InputParameters::Save(IDataStream* stream, int32_t) {
     if (!stream) return E_POINTER;
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) return SaveXML(xml.Get());
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream)) return SaveFolder(folder.Get());
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) return SaveXML(xml.Get());
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream)) return SaveFolder(folder.Get());
     return E_NOTIMPL;
 }
 
 HRESULT InputParameters::Load(IDataStream* stream, int32_t options) {
     if (!stream) return E_POINTER;
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) return LoadXML(xml.Get(), options);
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream))
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) return LoadXML(xml.Get(), options);
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream))
         return LoadFolder(folder.Get(), options);
     return E_NOTIMPL;
 }
@@ -198,7 +198,7 @@ HRESULT InputParameters::LoadFolder(IFolderStream* folder, int32_t options) {
         IPtr<IUnknown> entry;
         IPtr<IString> name;
         if (FAILED(entries->get_Item(i, entry.Out())) || FAILED(entries->get_ItemName(i, name.Out()))) continue;
-        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>(IID_IFolderStream))
+        if (IPtr<IFolderStream> sub = entry.Query<IFolderStream>())
             saved.push_back(ReadFolder(sub.Get(), ToWide(name.Get())));
     }
     ApplySaved(saved, options);

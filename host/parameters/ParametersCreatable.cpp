@@ -21,7 +21,7 @@ bool ParametersCreatable::ValidIndex(int32_t index) const {
 }
 
 IPtr<IVariant> ParametersCreatable::WrapValue(IUnknown* value, bool emptyString) {
-    if (IPtr<IVariant> variant = QueryAs<IVariant>(value, IID_IVariant)) return variant;
+    if (IPtr<IVariant> variant = QueryAs<IVariant>(value)) return variant;
     IPtr<IVariant> wrapped = NewVariant();
     if (!wrapped) return wrapped;
     if (value) {
@@ -104,7 +104,7 @@ HRESULT ParametersCreatable::EffectiveValue(int32_t index, bool throughInput, IP
         descriptor = m_items[static_cast<size_t>(index)].descriptor;
     }
     if (throughInput) {
-        if (IPtr<IInputParameter> input = descriptor.Query<IInputParameter>(IID_IInputParameter)) {
+        if (IPtr<IInputParameter> input = descriptor.Query<IInputParameter>()) {
             IPtr<IUnknown> bound;
             if (input->get_Value(bound.Out()) == S_OK && bound) {
                 *value = std::move(bound);
@@ -341,8 +341,8 @@ HRESULT ParametersCreatable::Sort(int32_t order) {
 
 HRESULT ParametersCreatable::Set(IUnknown* key, IUnknown* value, IUnknown* descriptor, int32_t flags, short mode) {
     const LookupKey lookup = ClassifyKey(key);
-    IPtr<IString> keyName = QueryAs<IString>(key, IID_IString);
-    IPtr<IVariant> keyVariant = keyName ? IPtr<IVariant>() : QueryAs<IVariant>(key, IID_IVariant);
+    IPtr<IString> keyName = QueryAs<IString>(key);
+    IPtr<IVariant> keyVariant = keyName ? IPtr<IVariant>() : QueryAs<IVariant>(key);
     std::vector<Record> released; // old references, dropped after the lock is left
     OwnedLockGuard guard(m_lock);
     int32_t index = -1;

@@ -106,7 +106,7 @@ ReadItem ReadXMLItem(IXMLStream* element) {
 
 ReadItem ReadFolderItem(IUnknown* entry) {
     ReadItem item;
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(entry, IID_IFolderStream)) {
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(entry)) {
         IPtr<IVariant> value;
         IPtr<IUnknown> object;
         if (SUCCEEDED(folder->ReadValue(REFLiteral(L"Value"), value.Out())) && value) {
@@ -132,7 +132,7 @@ ReadItem ReadFolderItem(IUnknown* entry) {
         } else if (SUCCEEDED(folder->ReadObject(REFLiteral(L"Descriptor"), descriptor.Out())) && descriptor) {
             item.descriptor = std::move(descriptor);
         }
-    } else if (IPtr<IVariant> value = QueryAs<IVariant>(entry, IID_IVariant)) {
+    } else if (IPtr<IVariant> value = QueryAs<IVariant>(entry)) {
         item.value = std::move(value);
         item.hasValue = true;
     }
@@ -157,16 +157,16 @@ std::vector<ParametersCreatable::Snapshot> ParametersCreatable::TakeSnapshot() {
 
 HRESULT ParametersCreatable::Save(IDataStream* stream, int32_t options) {
     if (!stream) return E_POINTER;
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) return SaveXML(xml.Get(), stream, options);
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream))
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) return SaveXML(xml.Get(), stream, options);
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream))
         return SaveFolder(folder.Get(), options);
     return E_NOTIMPL;
 }
 
 HRESULT ParametersCreatable::Load(IDataStream* stream, int32_t options) {
     if (!stream) return E_POINTER;
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) return LoadXML(xml.Get(), options);
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream))
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) return LoadXML(xml.Get(), options);
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream))
         return LoadFolder(folder.Get(), options);
     return E_NOTIMPL;
 }
@@ -176,8 +176,8 @@ HRESULT ParametersCreatable::SaveXML(IXMLStream* xml, IDataStream* stream, int32
     for (const Snapshot& item : TakeSnapshot()) {
         const tagREFString name = REFLiteral(item.name.c_str());
         IPtr<IString> text = MakeString(VariantText(item.value.Get()));
-        IPtr<IDataPersist> persist = item.descriptor.Query<IDataPersist>(IID_IDataPersist);
-        IPtr<IString> choices = persist ? IPtr<IString>() : item.descriptor.Query<IString>(IID_IString);
+        IPtr<IDataPersist> persist = item.descriptor.Query<IDataPersist>();
+        IPtr<IString> choices = persist ? IPtr<IString>() : item.descriptor.Query<IString>();
         if (!persist && !choices && item.flags == 0) {
             Keep(&result, xml->WriteElement(name, text.Get()));
             continue;
@@ -246,11 +246,11 @@ HRESULT ParametersCreatable::SaveFolder(IFolderStream* folder, int32_t options) 
             Keep(&result, sub->WriteValue(REFLiteral(L"Value"), item.value.Get()));
         }
         if (item.flags != 0) Keep(&result, sub->WriteRaw(REFLiteral(L"Flags"), &item.flags, sizeof item.flags));
-        if (IPtr<IString> choices = item.descriptor.Query<IString>(IID_IString)) {
+        if (IPtr<IString> choices = item.descriptor.Query<IString>()) {
             IPtr<IVariant> text = NewVariant();
             if (text) text->put_String(choices.Get());
             Keep(&result, sub->WriteValue(REFLiteral(L"Descriptor"), text.Get()));
-        } else if (item.descriptor.Query<IDataPersist>(IID_IDataPersist)) {
+        } else if (item.descriptor.Query<IDataPersist>()) {
             Keep(&result, sub->WriteObject(REFLiteral(L"Descriptor"), item.descriptor.Get()));
         }
     }

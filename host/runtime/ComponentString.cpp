@@ -57,7 +57,7 @@ HRESULT ComponentString::CreateInstance(const IID* iid, void** out) {
 
 IPtr<IComponentString> NewComponentString(std::wstring name, std::wstring module) {
     IPtr<IComponentString> s;
-    CreateHostComponent<ComponentString>(&IID_IComponentString, s.OutVoid(), std::move(name), std::move(module));
+    CreateHostComponent<ComponentString>(s, std::move(name), std::move(module));
     return s;
 }
 

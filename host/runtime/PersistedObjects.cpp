@@ -10,13 +10,13 @@ bool DescribePersistable(IUnknown* object, PersistableObject& described, std::st
         error = "no object was given";
         return false;
     }
-    IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object, IID_IObjectInfo);
+    IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object);
     tagREFString name{0, nullptr};
     if (!info || FAILED(info->GetName(0, &name)) || name.m_Length <= 0 || !name.m_pString) {
         error = "the object does not tell its component name";
         return false;
     }
-    IPtr<IDataPersist> persist = QueryAs<IDataPersist>(object, IID_IDataPersist);
+    IPtr<IDataPersist> persist = QueryAs<IDataPersist>(object);
     if (!persist) {
         error = "the object of component '" + ToUtf8({name.m_pString, static_cast<size_t>(name.m_Length)}) +
                 "' cannot save itself";

@@ -46,7 +46,7 @@ void LogOnce(const std::wstring& text) {
     if (FAILED(creator(&IID_IUILineDisplayable, log.OutVoid())) || !log) return;
     log->DisplayLine(MakeString(L"Registry").Get(), MakeString(text).Get(), LINE_ERROR);
     // Errors are rare: push each one to the disk at once.
-    if (IPtr<IFileArchive> file = log.Query<IFileArchive>(IID_IFileArchive)) file->Save();
+    if (IPtr<IFileArchive> file = log.Query<IFileArchive>()) file->Save();
 }
 
 HRESULT Fail(HRESULT hr, std::wstring text) {

@@ -96,7 +96,7 @@ public:
         if (!RoomForLevel()) return Fail(E_FAIL, "cannot write the object " + Quote(entryName) + ": " + TooDeepText());
         auto content = std::make_shared<FolderNode>(m_node->depth + 1);
         IPtr<IDataStream> folder;
-        hr = CreateHostComponent<FolderStream>(&IID_IDataStream, folder.OutVoid(), m_state, content);
+        hr = CreateHostComponent<FolderStream>(folder, m_state, content);
         if (FAILED(hr)) return hr;
         // An object that failed for a reason this stream gave (as objects
         // nested too deep do) keeps that reason as the error text.
@@ -186,8 +186,10 @@ public:
         for (const FolderEntry& entry : m_node->Entries()) {
             IPtr<IUnknown> item;
             if (auto* sub = std::get_if<SubFolder>(&entry.value)) {
-                hr = CreateHostComponent<FolderStream>(&IID_IFolderStream, item.OutVoid(), m_state, sub->node);
+                IPtr<IFolderStream> folder;
+                hr = CreateHostComponent<FolderStream>(folder, m_state, sub->node);
                 if (FAILED(hr)) return hr;
+                item.Reset(folder.Get()); // listed by its IFolderStream face
             } else {
                 IPtr<IVariant> variant = NewVariant();
                 if (!variant) return E_FAIL;
@@ -199,11 +201,11 @@ public:
                         if (SUCCEEDED(MakeObject(*record, object.Out()))) variant->put_Unknown(object.Get());
                     }
                 }
-                item = variant.Query<IUnknown>(IID_IUnknown);
+                item = variant.Query<IUnknown>();
             }
             list->Add(MakeString(entry.name).Get(), item.Get(), nullptr, 0);
         }
-        *entries = list.Query<INamedCollection>(IID_INamedCollection).Detach();
+        *entries = list.Query<INamedCollection>().Detach();
         return *entries ? S_OK : E_FAIL;
     }
 
@@ -331,7 +333,7 @@ private:
 
     HRESULT MakeObject(const ObjectRecord& record, IUnknown** object) {
         IPtr<IDataStream> content;
-        HRESULT hr = CreateHostComponent<FolderStream>(&IID_IDataStream, content.OutVoid(), m_state, record.content);
+        HRESULT hr = CreateHostComponent<FolderStream>(content, m_state, record.content);
         if (FAILED(hr)) return hr;
         std::string error;
         hr = CreatePersisted(record.component, content.Get(), object, error);

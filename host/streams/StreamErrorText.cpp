@@ -12,7 +12,7 @@ HRESULT AnswerErrorText(const std::string& error, IString** text) {
 }
 
 std::wstring StreamErrorText(IUnknown* stream) {
-    IPtr<IStreamErrorText> errors = QueryAs<IStreamErrorText>(stream, StreamErrorTextIID());
+    IPtr<IStreamErrorText> errors = QueryAs<IStreamErrorText>(stream);
     if (!errors) return {};
     IPtr<IString> text;
     if (FAILED(errors->get_ErrorText(text.Out()))) return {};

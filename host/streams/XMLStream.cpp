@@ -295,7 +295,7 @@ public:
         if (!node || !component)
             return Fail(E_FAIL, std::string("the element <") + node.name() + "> does not describe an object");
         IPtr<IDataStream> cursor;
-        hr = CreateHostComponent<XMLStream>(&IID_IDataStream, cursor.OutVoid(), m_state, node);
+        hr = CreateHostComponent<XMLStream>(cursor, m_state, node);
         if (FAILED(hr)) return hr;
         std::string error;
         hr = CreatePersisted(FromUtf8(component.value()), cursor.Get(), object, error);

@@ -196,7 +196,7 @@ HRESULT EventLog::DisplayLine(IString* title, IString* text, uint32_t kind) {
 }
 
 HRESULT EventLog::Advise(IUnknown* listener, int32_t on) {
-    auto display = QueryAs<IUILineDisplayable>(listener, IID_IUILineDisplayable);
+    auto display = QueryAs<IUILineDisplayable>(listener);
     if (!display) return listener ? E_NOINTERFACE : E_POINTER;
     return on ? Listeners().Subscribe(std::move(display)) : Listeners().Unsubscribe(display.Get());
 }

@@ -37,7 +37,7 @@ IPtr<IString> MakeString(std::wstring_view text) {
 
 IPtr<IString> MakeFixedString(std::wstring_view text) {
     IPtr<IString> s;
-    CreateHostComponent<FixedString>(&IID_IString, s.OutVoid(), std::wstring(text));
+    CreateHostComponent<FixedString>(s, std::wstring(text));
     return s;
 }
 

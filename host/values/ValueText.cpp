@@ -56,7 +56,7 @@ std::wstring VariantText(IVariant* value) {
     case VARIANT_OBJECT: {
         IPtr<IUnknown> object;
         value->get_Object(object.Out());
-        IPtr<IObjectInfo> info = object.Query<IObjectInfo>(IID_IObjectInfo);
+        IPtr<IObjectInfo> info = object.Query<IObjectInfo>();
         tagREFString name{0, nullptr};
         if (!info || FAILED(info->GetName(0, &name)) || name.m_Length <= 0 || !name.m_pString) return {};
         return std::wstring(name.m_pString, static_cast<size_t>(name.m_Length));

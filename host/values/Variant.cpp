@@ -143,7 +143,7 @@ HRESULT Variant::put_Unknown(IUnknown* value) {
         Assign(VARIANT_EMPTY, 0, 0.0, {}, {});
         return S_OK;
     }
-    if (IPtr<IVariant> other = QueryAs<IVariant>(value, IID_IVariant)) {
+    if (IPtr<IVariant> other = QueryAs<IVariant>(value)) {
         if (other.Get() == static_cast<IVariant*>(this)) return S_OK;
         // Read the other variant through its interface (it may be another
         // implementation), outside our own mutex.
@@ -180,7 +180,7 @@ HRESULT Variant::put_Unknown(IUnknown* value) {
         }
         return S_OK;
     }
-    if (IPtr<IString> s = QueryAs<IString>(value, IID_IString)) {
+    if (IPtr<IString> s = QueryAs<IString>(value)) {
         Assign(VARIANT_STRING, 0, 0.0, std::move(s), {});
         return S_OK;
     }

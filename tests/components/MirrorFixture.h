@@ -98,7 +98,7 @@ private:
 // The failures runs record in the host's event log while it lives.
 class FailureListener final {
 public:
-    FailureListener() : m_log(CreateHostObject<IEventSource>(L"EventLogGlobal", IID_IEventSource)) {
+    FailureListener() : m_log(CreateHostObject<IEventSource>(L"EventLogGlobal")) {
         if (m_log) m_log->Advise(&failures, 1);
     }
     ~FailureListener() {

@@ -120,7 +120,7 @@ TEST_F(MirrorTest, FailingCopySkipsTheClean) {
 class StepTest : public MirrorTest {
 protected:
     void Run(const std::string& source, const std::string& destination, int clean, int newOnly = 1) {
-        IPtr<IParameters> parameters = shadow.Query<IParameters>(IID_IParameters);
+        IPtr<IParameters> parameters = shadow.Query<IParameters>();
         ASSERT_TRUE(parameters);
         SetText(parameters.Get(), CShadow::kSourcePath, source);
         SetText(parameters.Get(), CShadow::kDestinationPath, destination);
@@ -131,17 +131,17 @@ protected:
         ASSERT_TRUE(workspace);
         IPtr<IString> name = ::HostString("Console");
         workspace->Add(name.Get(), &display, nullptr, 0);
-        IPtr<IInputParameters> inputs = shadow.Query<IInputParameters>(IID_IInputParameters);
+        IPtr<IInputParameters> inputs = shadow.Query<IInputParameters>();
         ASSERT_TRUE(inputs);
         IPtr<IUnknown> input;
         ASSERT_EQ(S_OK, inputs->get_Item(0, input.Out()));
-        IPtr<IInputParameter> first = input.Query<IInputParameter>(IID_IInputParameter);
+        IPtr<IInputParameter> first = input.Query<IInputParameter>();
         ASSERT_TRUE(first);
         first->put_SourceComponent(name.Get());
-        IPtr<IBindableObject> bindable = shadow.Query<IBindableObject>(IID_IBindableObject);
+        IPtr<IBindableObject> bindable = shadow.Query<IBindableObject>();
         bindable->Bind(workspace.Get(), nullptr);
 
-        IPtr<IStep> step = shadow.Query<IStep>(IID_IStep);
+        IPtr<IStep> step = shadow.Query<IStep>();
         ASSERT_EQ(S_OK, step->TurnOn());
         for (int i = 0; i < 3000 && step->IsRunning(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
         ASSERT_FALSE(step->IsRunning());
@@ -209,7 +209,7 @@ TEST_F(StepTest, ComponentAnswersItsInterfacesAndPages) {
     }
     IPtr<IUnknown> none;
     EXPECT_EQ(E_NOINTERFACE, shadow->QueryInterface(IID_IParametersCreatable, none.OutVoid()));
-    IPtr<IParameters> parameters = shadow.Query<IParameters>(IID_IParameters);
+    IPtr<IParameters> parameters = shadow.Query<IParameters>();
     const char* names[] = {"SourcePath", "DestinationPath", "CleanOlderFiles", "CopyNewOnly", "CopySubFolders"};
     const int32_t flags[] = {0x26, 0x26, 0x13, 0x13, 0x13};
     int32_t count = 0;
@@ -223,7 +223,7 @@ TEST_F(StepTest, ComponentAnswersItsInterfacesAndPages) {
         parameters->get_ItemFlags(i, &f);
         EXPECT_EQ(flags[i], f);
     }
-    IPtr<IUIPropertyPageSpecify> pages = shadow.Query<IUIPropertyPageSpecify>(IID_IUIPropertyPageSpecify);
+    IPtr<IUIPropertyPageSpecify> pages = shadow.Query<IUIPropertyPageSpecify>();
     IPtr<INamedCollection> list;
     ASSERT_EQ(S_OK, pages->GetPages(0, list.Out(), nullptr));
     int32_t pageCount = 0;

@@ -241,7 +241,7 @@ TEST(REFStringFromHostObjects, BorrowsTheHostText) {
     TextStream stream(text.Get());
     EXPECT_EQ(TextOf(CREFString(static_cast<IDataStream*>(&stream))), L"borrowed");
     // A stream without a string face, and null, give an empty view.
-    IPtr<IDataStream> plain = CreateHostObject<IDataStream>(L"DataStream", IID_IDataStream);
+    IPtr<IDataStream> plain = CreateHostObject<IDataStream>(L"DataStream");
     ASSERT_TRUE(plain);
     EXPECT_EQ(CREFString(plain.Get()).m_Length, 0);
     EXPECT_EQ(CREFString(static_cast<IString*>(nullptr)).m_pString, nullptr);

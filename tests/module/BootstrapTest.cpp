@@ -24,7 +24,7 @@ protected:
 
 TEST_F(Bootstrap, CreatesHostComponentsFromTheCollectionModule) {
     ASSERT_TRUE(fs::exists("_binARM64/CollectionsEx.so")) << "run from the build directory";
-    IPtr<ICreatableString> text = CreateHostObject<ICreatableString>(L"CreatableString", IID_ICreatableString);
+    IPtr<ICreatableString> text = CreateHostObject<ICreatableString>(L"CreatableString");
     ASSERT_TRUE(text);
     EXPECT_TRUE(gGlobalComponentCollection) << "the bootstrap keeps the collection it made";
     ASSERT_EQ(text->SetString(L"velmix", 6), S_OK);

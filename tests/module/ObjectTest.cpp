@@ -224,11 +224,11 @@ TEST_F(ComponentObject, PropertyPagesAreListedInOrderWithEmptyNames) {
     int32_t count = -1;
     ASSERT_EQ(pages->get_Count(&count), S_OK);
     ASSERT_EQ(count, 2);
-    IPtr<ISuperCollection> super = pages.Query<ISuperCollection>(IID_ISuperCollection);
+    IPtr<ISuperCollection> super = pages.Query<ISuperCollection>();
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IUnknown> item;
         ASSERT_EQ(pages->get_Item(i, item.Out()), S_OK);
-        IPtr<IString> page = item.Query<IString>(IID_IString);
+        IPtr<IString> page = item.Query<IString>();
         EXPECT_EQ(Text(page.Get()), expected[i]);
         IPtr<IString> name;
         pages->get_ItemName(i, name.Out());

@@ -39,7 +39,7 @@ Outcome Map(const wchar_t* name, short relative) {
 }
 
 void SetWorkspaceFile(const wchar_t* name) {
-    IPtr<IFileArchive> workspace = CreateHostObject<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive);
+    IPtr<IFileArchive> workspace = CreateHostObject<IFileArchive>(L"ActiveWorkspace");
     ASSERT_TRUE(workspace);
     workspace->put_Filename(Str(name).Get());
 }

@@ -7,7 +7,7 @@ using namespace paramtest;
 namespace {
 
 IPtr<IInputParameter> NewInput(const wchar_t* component, const wchar_t* parameter) {
-    IPtr<IInputParameter> input = CreateHostObject<IInputParameter>(L"InputParameter", IID_IInputParameter);
+    IPtr<IInputParameter> input = CreateHostObject<IInputParameter>(L"InputParameter");
     EXPECT_TRUE(input);
     if (input) {
         input->put_SourceComponent(Str(component).Get());
@@ -17,10 +17,10 @@ IPtr<IInputParameter> NewInput(const wchar_t* component, const wchar_t* paramete
 }
 
 IPtr<IInputParameter> InputOf(IUnknown* component, int32_t index) {
-    IPtr<IInputParameters> inputs = QueryAs<IInputParameters>(component, IID_IInputParameters);
+    IPtr<IInputParameters> inputs = QueryAs<IInputParameters>(component);
     IPtr<IUnknown> entry;
     if (!inputs || FAILED(inputs->get_Item(index, entry.Out()))) return {};
-    return entry.Query<IInputParameter>(IID_IInputParameter);
+    return entry.Query<IInputParameter>();
 }
 
 // The four properties of an input in one text.
@@ -50,7 +50,7 @@ TEST(InputParameters, BoundParameterReadsTheSourceLive) {
     EXPECT_EQ(ValueAt(target.Get(), 0), L"7"); // unbound: the stored value
 
     IPtr<INamedCollection> workspace = Workspace({{L"Src", source.Get()}});
-    IPtr<IBindableObject> bindable = target.Query<IBindableObject>(IID_IBindableObject);
+    IPtr<IBindableObject> bindable = target.Query<IBindableObject>();
     ASSERT_TRUE(bindable);
     ASSERT_EQ(bindable->Bind(workspace.Get(), nullptr), S_OK);
     EXPECT_EQ(ValueAt(target.Get(), 0), L"21");
@@ -60,9 +60,9 @@ TEST(InputParameters, BoundParameterReadsTheSourceLive) {
     IPtr<IUnknown> value;
     EXPECT_EQ(Core(target.Get()).getParameter(Core(target.Get()).ParameterAt(0), value.Out()), S_FALSE);
     EXPECT_EQ(target->Get(Str(L"Port").Get(), value.Out(), nullptr, nullptr, 0), 0);
-    EXPECT_EQ(VariantText(value.Query<IVariant>(IID_IVariant).Get()), L"7"); // mode 0: the stored value
+    EXPECT_EQ(VariantText(value.Query<IVariant>().Get()), L"7"); // mode 0: the stored value
     EXPECT_EQ(target->Get(Str(L"Port").Get(), value.Out(), nullptr, nullptr, 1), 0);
-    EXPECT_EQ(VariantText(value.Query<IVariant>(IID_IVariant).Get()), L"30");
+    EXPECT_EQ(VariantText(value.Query<IVariant>().Get()), L"30");
     // Binding again simply rebinds.
     EXPECT_EQ(bindable->Bind(workspace.Get(), nullptr), S_OK);
     EXPECT_EQ(ValueAt(target.Get(), 0), L"30");
@@ -80,11 +80,11 @@ TEST(InputParameters, DeclaredInputYieldsTheBoundComponent) {
     input->put_SourceComponent(Str(L"Src").Get());
 
     IPtr<INamedCollection> workspace = Workspace({{L"Src", source.Get()}});
-    ASSERT_EQ(target.Query<IBindableObject>(IID_IBindableObject)->Bind(workspace.Get(), nullptr), S_OK);
+    ASSERT_EQ(target.Query<IBindableObject>()->Bind(workspace.Get(), nullptr), S_OK);
     IPtr<IUnknown> value = component.InputValue(0);
     EXPECT_TRUE(params::SameObject(value.Get(), source.Get()));
     // The component hands IID_IInputParameters on to the inputs object.
-    IPtr<IInputParameters> inputs = target.Query<IInputParameters>(IID_IInputParameters);
+    IPtr<IInputParameters> inputs = target.Query<IInputParameters>();
     EXPECT_EQ(static_cast<IUnknown*>(inputs.Get()), static_cast<IUnknown*>(component.GetInputParameters()));
 }
 
@@ -152,15 +152,15 @@ TEST(InputParameters, ReplicateMakesAnIndependentCopy) {
     InputOf(original.Get(), 0)->put_SourceComponent(Str(L"Display").Get());
 
     IPtr<IUnknown> made;
-    ASSERT_EQ(original.Query<IReplicableObject>(IID_IReplicableObject)->Replicate(made.Out()), S_OK);
-    IPtr<IParameters> copy = made.Query<IParameters>(IID_IParameters);
+    ASSERT_EQ(original.Query<IReplicableObject>()->Replicate(made.Out()), S_OK);
+    IPtr<IParameters> copy = made.Query<IParameters>();
     ASSERT_TRUE(copy);
     EXPECT_NE(static_cast<IUnknown*>(copy.Get()), static_cast<IUnknown*>(original.Get()));
     EXPECT_EQ(Items(copy.Get()), (std::vector<std::wstring>{L"SourceRoot=/src", L"SrcPort=99", L"RunAction=0"}));
 
     IPtr<IUnknown> descriptor;
     copy->get_ItemDescriptor(2, descriptor.Out());
-    IPtr<IInputParameter> copied = descriptor.Query<IInputParameter>(IID_IInputParameter);
+    IPtr<IInputParameter> copied = descriptor.Query<IInputParameter>();
     ASSERT_TRUE(copied);
     EXPECT_NE(copied.Get(), bound.Get());
     EXPECT_EQ(Describe(copied.Get()), L"RunIn|IVariant|Other|Action");
@@ -181,19 +181,19 @@ TEST(InputParameters, ReplicateMakesAnIndependentCopy) {
 TEST(InputParameters, ReplicateAddsItemsTheNewInstanceLacks) {
     auto original = MakeBare({{L"a", Int(1).Get(), nullptr, 3}, {L"b", Text(L"x").Get(), Str(L"x|y").Get(), 0x43}});
     IPtr<IUnknown> made;
-    ASSERT_EQ(original.Query<IReplicableObject>(IID_IReplicableObject)->Replicate(made.Out()), S_OK);
-    IPtr<IParameters> copy = made.Query<IParameters>(IID_IParameters);
+    ASSERT_EQ(original.Query<IReplicableObject>()->Replicate(made.Out()), S_OK);
+    IPtr<IParameters> copy = made.Query<IParameters>();
     ASSERT_TRUE(copy);
     EXPECT_EQ(Items(copy.Get()), (std::vector<std::wstring>{L"a=1", L"b=x"}));
     EXPECT_EQ(FlagsAt(copy.Get(), 0), 3);
     EXPECT_EQ(FlagsAt(copy.Get(), 1), 0x43);
-    EXPECT_EQ(original.Query<IReplicableObject>(IID_IReplicableObject)->Replicate(nullptr), E_POINTER);
+    EXPECT_EQ(original.Query<IReplicableObject>()->Replicate(nullptr), E_POINTER);
 }
 
 TEST(InputParameters, SaveToXMLWritesCompactParametersOnly) {
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
     InputOf(params.Get(), 0)->put_SourceComponent(Str(L"Display").Get());
-    IPtr<IDataPersist> persist = params.Query<IDataPersist>(IID_IDataPersist);
+    IPtr<IDataPersist> persist = params.Query<IDataPersist>();
     for (int32_t options : {0, 0x10000, 0x0FFFFFFF}) {
         IPtr<IDataStream> stream = NewStream(L"XMLStream");
         ASSERT_EQ(persist->Save(stream.Get(), options), S_OK);
@@ -212,7 +212,7 @@ TEST(InputParameters, FolderRoundTripKeepsParametersAndInputs) {
         saved->put_Item(2, Int(2).Get());
         InputOf(saved.Get(), 0)->put_SourceComponent(Str(L"Display").Get());
         IPtr<IDataStream> stream = NewStream(L"FolderStream");
-        ASSERT_EQ(saved.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+        ASSERT_EQ(saved.Query<IDataPersist>()->Save(stream.Get(), 0), S_OK);
         const std::string text = Bytes(stream.Get());
         EXPECT_EQ(text.find("folder \"Parameters\" {") != std::string::npos, sectioned) << text;
         EXPECT_EQ(text.find("folder \"Inputs\" {") != std::string::npos, sectioned) << text;
@@ -220,7 +220,7 @@ TEST(InputParameters, FolderRoundTripKeepsParametersAndInputs) {
         auto loaded = Make<CDeclaredParams, IParameters>(IID_IParameters);
         Declared(loaded.Get()).SetSectioned(sectioned);
         IPtr<IDataStream> reread = StreamOf(L"FolderStream", text);
-        ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(reread.Get(), 0), S_OK);
+        ASSERT_EQ(loaded.Query<IDataPersist>()->Load(reread.Get(), 0), S_OK);
         EXPECT_EQ(Items(loaded.Get()),
                   (std::vector<std::wstring>{L"SourceRoot=/data", L"SrcPort=21", L"RunAction=2"}))
             << text;
@@ -232,14 +232,14 @@ TEST(InputParameters, SectionedLoadWithoutParametersKeepsThem) {
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
     Declared(params.Get()).SetSectioned(true);
     IPtr<IDataStream> stream = StreamOf(L"FolderStream", "FolderStream 1\nint \"SrcPort\" 5\n");
-    ASSERT_EQ(params.Query<IDataPersist>(IID_IDataPersist)->Load(stream.Get(), 0), S_OK);
+    ASSERT_EQ(params.Query<IDataPersist>()->Load(stream.Get(), 0), S_OK);
     EXPECT_EQ(Items(params.Get()),
               (std::vector<std::wstring>{L"SourceRoot=/src", L"SrcPort=21", L"RunAction=0"}));
 }
 
 TEST(InputParameters, LoadFromXMLAndUnsupportedStreams) {
     auto params = Make<CDeclaredParams, IParameters>(IID_IParameters);
-    IPtr<IDataPersist> persist = params.Query<IDataPersist>(IID_IDataPersist);
+    IPtr<IDataPersist> persist = params.Query<IDataPersist>();
     IPtr<IDataStream> xml = StreamOf(L"XMLStream", "<Document><srcport>5</srcport></Document>");
     ASSERT_EQ(persist->Load(xml.Get(), 0), S_OK);
     EXPECT_EQ(ValueAt(params.Get(), 1), L"5");

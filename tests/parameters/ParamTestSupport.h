@@ -155,7 +155,7 @@ inline CDeclaredParams& Declared(IParameters* params) { return *static_cast<CDec
 
 // A new host stream component ("XMLStream", "FolderStream", "CSVStream").
 inline IPtr<IDataStream> NewStream(const wchar_t* component) {
-    return CreateHostObject<IDataStream>(component, IID_IDataStream);
+    return CreateHostObject<IDataStream>(component);
 }
 
 // The serialised bytes of a stream.

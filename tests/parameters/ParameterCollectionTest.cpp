@@ -98,11 +98,11 @@ TEST(ParameterCollection, GetItemUnwrapsTheValue) {
 
     IPtr<IUnknown> item;
     ASSERT_EQ(params->get_Item(0, item.Out()), S_OK);
-    IPtr<IString> text = item.Query<IString>(IID_IString);
+    IPtr<IString> text = item.Query<IString>();
     ASSERT_TRUE(text);
     EXPECT_EQ(W(text), L"hello");
     ASSERT_EQ(params->get_Item(1, item.Out()), S_OK);
-    EXPECT_TRUE(item.Query<IVariant>(IID_IVariant));
+    EXPECT_TRUE(item.Query<IVariant>());
     ASSERT_EQ(params->get_Item(2, item.Out()), S_OK);
     EXPECT_TRUE(params::SameObject(item.Get(), object.Get()));
     EXPECT_EQ(params->get_Item(0, nullptr), E_POINTER);
@@ -284,11 +284,11 @@ TEST(ParameterCollection, GetReturnsTheIndexAndWritesRequestedOutputs) {
     IPtr<IUnknown> value, descriptor;
     int32_t flags = 0;
     EXPECT_EQ(params->Get(Str(L"T").Get(), value.Out(), descriptor.Out(), &flags, 2), 1);
-    ASSERT_TRUE(value.Query<IString>(IID_IString)); // mode 2 unwraps the string
+    ASSERT_TRUE(value.Query<IString>()); // mode 2 unwraps the string
     EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get()));
     EXPECT_EQ(flags, 0x43);
     EXPECT_EQ(params->Get(Str(L"t").Get(), value.Out(), nullptr, nullptr, 0), 1);
-    EXPECT_TRUE(value.Query<IVariant>(IID_IVariant)); // mode 0 keeps the variant
+    EXPECT_TRUE(value.Query<IVariant>()); // mode 0 keeps the variant
     EXPECT_EQ(params->Get(Str(L"n").Get(), value.Out(), descriptor.Out(), nullptr, 0), 0);
     EXPECT_FALSE(descriptor);
 
@@ -319,7 +319,7 @@ TEST(ParameterCollection, DeclaredComponentReadsByIndex) {
     EXPECT_EQ(FlagsAt(params.Get(), 2), 0x43);
     IPtr<IUnknown> choices;
     ASSERT_EQ(params->get_ItemDescriptor(2, choices.Out()), S_OK);
-    EXPECT_EQ(W(choices.Query<IString>(IID_IString)), L"Update|Install|Commit");
+    EXPECT_EQ(W(choices.Query<IString>()), L"Update|Install|Commit");
     auto* component = static_cast<CDeclaredParams*>(params.Get());
     EXPECT_EQ(component->ParameterInteger(1), 21);
     EXPECT_EQ(component->ParameterInteger(0, -1), -1);

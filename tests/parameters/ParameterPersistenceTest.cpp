@@ -10,7 +10,7 @@ namespace {
 // item "Inner" = `value`.
 IPtr<IUnknown> NestedSettings(int value) {
     IPtr<IParametersCreatable> nested =
-        CreateHostObject<IParametersCreatable>(L"ParametersCreatable", IID_IParametersCreatable);
+        CreateHostObject<IParametersCreatable>(L"ParametersCreatable");
     EXPECT_TRUE(nested);
     if (nested) nested->Add(Str(L"Inner").Get(), Int(value).Get(), nullptr, 0);
     return IPtr<IUnknown>(nested.Get());
@@ -18,14 +18,14 @@ IPtr<IUnknown> NestedSettings(int value) {
 
 // The component name an object reports.
 std::wstring ComponentName(IUnknown* object) {
-    IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object, IID_IObjectInfo);
+    IPtr<IObjectInfo> info = QueryAs<IObjectInfo>(object);
     tagREFString name{0, nullptr};
     if (!info || FAILED(info->GetName(0, &name)) || name.m_Length <= 0) return L"<none>";
     return std::wstring(name.m_pString, static_cast<size_t>(name.m_Length));
 }
 
 std::wstring NestedValue(IUnknown* object) {
-    IPtr<IParameters> nested = QueryAs<IParameters>(object, IID_IParameters);
+    IPtr<IParameters> nested = QueryAs<IParameters>(object);
     return nested ? ValueAt(nested.Get(), 0) : L"<none>";
 }
 

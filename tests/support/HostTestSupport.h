@@ -20,15 +20,17 @@ namespace hosttest {
 // A component made by name through the global component collection, as the
 // module makes its host services.
 template <class I>
-IPtr<I> Make(const wchar_t* component, const IID& iid) {
+IPtr<I> Make(const wchar_t* component) {
     IPtr<I> object;
-    EXPECT_EQ(host::GlobalCollection()->CreateComponent(REFLiteral(component), &iid, object.OutVoid()), S_OK)
+    EXPECT_EQ(host::GlobalCollection()->CreateComponent(REFLiteral(component), &InterfaceInfo<I>::Id(),
+                                                        object.OutVoid()),
+              S_OK)
         << host::ToUtf8(component);
     return object;
 }
 
 inline IPtr<IParametersCreatable> NewParameters() {
-    return Make<IParametersCreatable>(L"ParametersCreatable", IID_IParametersCreatable);
+    return Make<IParametersCreatable>(L"ParametersCreatable");
 }
 
 inline tagREFString View(const std::wstring& text) {
@@ -77,8 +79,8 @@ inline int32_t IntAt(IParameters* parameters, int32_t index) {
 
 // The text of a string, or of a variant holding one, or "<none>".
 inline std::wstring TextOf(IUnknown* value) {
-    if (IPtr<IString> s = QueryAs<IString>(value, IID_IString)) return host::ToWide(s.Get());
-    if (IPtr<IVariant> v = QueryAs<IVariant>(value, IID_IVariant); v && v->IsString()) {
+    if (IPtr<IString> s = QueryAs<IString>(value)) return host::ToWide(s.Get());
+    if (IPtr<IVariant> v = QueryAs<IVariant>(value); v && v->IsString()) {
         IPtr<IString> s;
         v->get_String(s.Out());
         return host::ToWide(s.Get());
@@ -88,7 +90,7 @@ inline std::wstring TextOf(IUnknown* value) {
 
 // The content of a data stream, as GetStream gives it.
 inline std::string Content(IUnknown* stream) {
-    IPtr<IDataStream> data = QueryAs<IDataStream>(stream, IID_IDataStream);
+    IPtr<IDataStream> data = QueryAs<IDataStream>(stream);
     void* bytes = nullptr;
     unsigned long size = 0;
     if (!data || FAILED(data->GetStream(&bytes, &size))) return "<no content>";
@@ -96,7 +98,7 @@ inline std::string Content(IUnknown* stream) {
 }
 
 inline HRESULT WriteBytes(IUnknown* stream, const std::string& bytes) {
-    IPtr<IDataStream> data = QueryAs<IDataStream>(stream, IID_IDataStream);
+    IPtr<IDataStream> data = QueryAs<IDataStream>(stream);
     unsigned int written = 0;
     return data->Write(bytes.data(), static_cast<unsigned int>(bytes.size()), &written);
 }
@@ -104,7 +106,7 @@ inline HRESULT WriteBytes(IUnknown* stream, const std::string& bytes) {
 // A new stream of the given component holding the saved text of `saved`, so
 // that nothing but the text carries over.
 inline IPtr<IDataStream> Reparsed(const wchar_t* component, IUnknown* saved) {
-    IPtr<IDataStream> copy = Make<IDataStream>(component, IID_IDataStream);
+    IPtr<IDataStream> copy = Make<IDataStream>(component);
     EXPECT_EQ(WriteBytes(copy.Get(), Content(saved)), S_OK);
     return copy;
 }
@@ -112,7 +114,7 @@ inline IPtr<IDataStream> Reparsed(const wchar_t* component, IUnknown* saved) {
 inline std::string ErrorText(IUnknown* stream) { return host::ToUtf8(host::StreamErrorText(stream)); }
 
 inline void SetFilename(IUnknown* stream, const std::string& path) {
-    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(stream, IID_IFileArchive);
+    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(stream);
     ASSERT_TRUE(archive);
     ASSERT_EQ(archive->put_Filename(host::MakeString(host::FromUtf8(path)).Get()), S_OK);
 }

@@ -38,18 +38,18 @@ HRESULT StreamProbe::GetName(int32_t, tagREFString* name) {
 
 HRESULT StreamProbe::Save(IDataStream* stream, int32_t) {
     if (label == kRefusingLabel) return E_FAIL;
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) {
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) {
         xml->WriteElement(REFLiteral(L"Label"), host::MakeString(label).Get());
         xml->WriteElement(REFLiteral(L"Number"), host::MakeString(std::to_wstring(number)).Get());
         if (child) {
             if (FAILED(xml->OpenObjectElement(child.Get()))) return E_FAIL;
-            HRESULT hr = QueryAs<IDataPersist>(child.Get(), IID_IDataPersist)->Save(stream, 0);
+            HRESULT hr = QueryAs<IDataPersist>(child.Get())->Save(stream, 0);
             xml->CloseElement();
             return hr;
         }
         return S_OK;
     }
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream)) {
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream)) {
         IPtr<IVariant> value = host::NewVariant();
         value->put_String(host::MakeString(label).Get());
         folder->WriteValue(REFLiteral(L"Label"), value.Get());
@@ -62,7 +62,7 @@ HRESULT StreamProbe::Save(IDataStream* stream, int32_t) {
 }
 
 HRESULT StreamProbe::Load(IDataStream* stream, int32_t) {
-    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream, IID_IXMLStream)) {
+    if (IPtr<IXMLStream> xml = QueryAs<IXMLStream>(stream)) {
         loadedFrom = L"xml";
         IPtr<IXMLStream> element;
         if (FAILED(xml->FirstChild(element.Out()))) return S_OK;
@@ -74,7 +74,7 @@ HRESULT StreamProbe::Load(IDataStream* stream, int32_t) {
         } while (SUCCEEDED(element->Next()));
         return S_OK;
     }
-    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream, IID_IFolderStream)) {
+    if (IPtr<IFolderStream> folder = QueryAs<IFolderStream>(stream)) {
         loadedFrom = L"folder";
         IPtr<IVariant> value;
         if (SUCCEEDED(folder->ReadValue(REFLiteral(L"Label"), value.Out()))) {

@@ -97,7 +97,7 @@ IPtr<IUILineDisplayable> NewLog() {
 
 TEST(ItemCollection, ObjectKeyFindsItemsBeforeDescriptors) {
     IPtr<IUILineDisplayable> first = NewLog(), described = NewLog(), log = NewLog(), unknown = NewLog();
-    IPtr<IFileArchive> archive = log.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> archive = log.Query<IFileArchive>();
     ASSERT_NE(static_cast<void*>(archive.Get()), static_cast<void*>(log.Get()));
 
     IPtr<Collection> c = MakeCollection();
@@ -151,7 +151,7 @@ TEST(ItemCollection, AddTakesStringKeysAndCopiesThem) {
     ASSERT_EQ(c->get_ItemName(0, got.Out()), S_OK);
     EXPECT_EQ(host::ToWide(got.Get()), L"Page");
     // Nor can a name handed out be changed: the index reads its text.
-    EXPECT_FALSE(got.Query<ICreatableString>(IID_ICreatableString));
+    EXPECT_FALSE(got.Query<ICreatableString>());
     EXPECT_EQ(c->get_ItemName(2, got.Out()), E_FAIL); // added without a name
     EXPECT_FALSE(got);
     int32_t flags = 0;

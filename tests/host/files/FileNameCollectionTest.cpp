@@ -29,7 +29,7 @@ Listing NewListing(const std::string& folder, int32_t folders = 0, IExtCollectio
     EXPECT_NE(create, nullptr);
     if (!create) return l;
     EXPECT_EQ(create(&IID_IFileNameCollection, l.files.OutVoid()), S_OK);
-    l.items = l.files.Query<ISuperCollection>(IID_ISuperCollection);
+    l.items = l.files.Query<ISuperCollection>();
     l.files->put_Folder(Str(host::FileNameToWide(folder)).Get());
     l.files->put_Option(FILENAME_OPTION_FOLDERS, folders);
     if (ext) l.files->put_Extensions(ext);
@@ -52,7 +52,7 @@ IPtr<IUnknown> ItemAt(ISuperCollection* items, int32_t index) {
 }
 
 std::wstring NameOf(ISuperCollection* items, int32_t index) {
-    IPtr<IFileArchive> entry = ItemAt(items, index).Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> entry = ItemAt(items, index).Query<IFileArchive>();
     IPtr<IString> name;
     EXPECT_EQ(entry->get_Name(name.Out()), S_OK);
     IPtr<IString> itemName;
@@ -62,7 +62,7 @@ std::wstring NameOf(ISuperCollection* items, int32_t index) {
 }
 
 int64_t AttributeOf(ISuperCollection* items, int32_t index, int32_t which) {
-    IPtr<IFileAttributes> attributes = ItemAt(items, index).Query<IFileAttributes>(IID_IFileAttributes);
+    IPtr<IFileAttributes> attributes = ItemAt(items, index).Query<IFileAttributes>();
     int64_t value = -1;
     EXPECT_EQ(attributes->get_Attribute(which, &value), S_OK);
     return value;
@@ -119,13 +119,13 @@ TEST_F(FileNameCollectionTest, ListsFilesOrFoldersSortedByName) {
     }
 
     // The full path joins folder and name with one "/".
-    IPtr<IFileArchive> entry = ItemAt(folders.items.Get(), 1).Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> entry = ItemAt(folders.items.Get(), 1).Query<IFileArchive>();
     IPtr<IString> path;
     ASSERT_EQ(entry->get_Filename(path.Out()), S_OK);
     EXPECT_EQ(host::ToWide(path.Get()), host::FileNameToWide(Path("sub2")));
     Listing slashed = NewListing(Root() + "/", 1);
     ASSERT_EQ(slashed.files->Scan(), S_OK);
-    entry = ItemAt(slashed.items.Get(), 0).Query<IFileArchive>(IID_IFileArchive);
+    entry = ItemAt(slashed.items.Get(), 0).Query<IFileArchive>();
     ASSERT_EQ(entry->get_Filename(path.Out()), S_OK);
     EXPECT_EQ(host::ToWide(path.Get()), host::FileNameToWide(Path("sub1")));
 }
@@ -154,7 +154,7 @@ TEST_F(FileNameCollectionTest, NamesDecodeAndRoundTripToTheSameBytes) {
     ASSERT_EQ(Names(l.items.Get()), expected);
     for (int32_t i = 0; i < static_cast<int32_t>(expected.size()); ++i) {
         // The wide path leads back to the very file listed.
-        IPtr<IFileArchive> entry = ItemAt(l.items.Get(), i).Query<IFileArchive>(IID_IFileArchive);
+        IPtr<IFileArchive> entry = ItemAt(l.items.Get(), i).Query<IFileArchive>();
         IPtr<IString> path;
         ASSERT_EQ(entry->get_Filename(path.Out()), S_OK);
         struct stat st;
@@ -280,7 +280,7 @@ TEST_F(FileNameCollectionTest, FiltersFileNamesByPattern) {
     ASSERT_EQ(l.files->Scan(), S_OK);
     ASSERT_EQ(Names(l.items.Get()), (Names_{L"a.txt", L"b.doc"}));
     IPtr<IString> filter;
-    ItemAt(l.items.Get(), 0).Query<IFileArchive>(IID_IFileArchive)->get_Filter(filter.Out());
+    ItemAt(l.items.Get(), 0).Query<IFileArchive>()->get_Filter(filter.Out());
     EXPECT_EQ(host::ToWide(filter.Get()), L"*.txt");
     int32_t count = 0;
     EXPECT_EQ(ext->get_Count(&count), S_OK);
@@ -316,7 +316,7 @@ TEST_F(FileNameCollectionTest, OptionsAndSettings) {
     EXPECT_EQ(l.files->put_Folder(nullptr), E_POINTER);
 
     IPtr<IExtCollection> foreign;
-    ASSERT_EQ(host::CreateHostComponent<ForeignExtensions>(&IID_IExtCollection, foreign.OutVoid()), S_OK);
+    ASSERT_EQ(host::CreateHostComponent<ForeignExtensions>(foreign), S_OK);
     EXPECT_EQ(l.files->put_Extensions(foreign.Get()), E_INVALIDARG);
     EXPECT_EQ(l.files->put_Extensions(nullptr), S_OK);
 }
@@ -325,7 +325,7 @@ TEST_F(FileNameCollectionTest, EntriesOutliveARescan) {
     File("first", 1);
     Listing l = NewListing(Root());
     ASSERT_EQ(l.files->Scan(), S_OK);
-    IPtr<IFileArchive> kept = ItemAt(l.items.Get(), 0).Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> kept = ItemAt(l.items.Get(), 0).Query<IFileArchive>();
     File("second", 2);
     fs::remove(Path("first"));
     ASSERT_EQ(l.files->Scan(), S_OK);
@@ -335,7 +335,7 @@ TEST_F(FileNameCollectionTest, EntriesOutliveARescan) {
     EXPECT_EQ(host::ToWide(name.Get()), L"first");
     EXPECT_EQ(kept->Load(), E_NOTIMPL);
     int64_t value = 0;
-    EXPECT_EQ(kept.Query<IFileAttributes>(IID_IFileAttributes)->get_Attribute(5, &value), E_INVALIDARG);
+    EXPECT_EQ(kept.Query<IFileAttributes>()->get_Attribute(5, &value), E_INVALIDARG);
 }
 
 } // namespace

@@ -8,7 +8,7 @@ using namespace hosttest;
 
 IPtr<IInputParameter> NewInput(const std::wstring& component, const std::wstring& parameter,
                                const IID* iid = nullptr) {
-    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter", IID_IInputParameter);
+    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter");
     input->put_SourceComponent(Str(component).Get());
     input->put_SourceParameter(parameter.empty() ? nullptr : Str(parameter).Get());
     input->put_Interface(iid);
@@ -18,7 +18,7 @@ IPtr<IInputParameter> NewInput(const std::wstring& component, const std::wstring
 HRESULT Bind(IInputParameter* input, INamedCollection* collection) {
     IPtr<IUnknown> moniker;
     if (FAILED(input->get_Moniker(moniker.Out()))) return E_FAIL;
-    IPtr<ICollectionMoniker> bindable = moniker.Query<ICollectionMoniker>(IID_ICollectionMoniker);
+    IPtr<ICollectionMoniker> bindable = moniker.Query<ICollectionMoniker>();
     return bindable ? bindable->BindToCollection(collection) : E_NOINTERFACE;
 }
 
@@ -39,7 +39,7 @@ protected:
     int32_t ValueOf(IInputParameter* input) {
         IPtr<IUnknown> value;
         if (input->get_Value(value.Out()) != S_OK) return -1;
-        IPtr<IVariant> variant = value.Query<IVariant>(IID_IVariant);
+        IPtr<IVariant> variant = value.Query<IVariant>();
         int32_t number = -2;
         if (variant) variant->get_Integer(&number);
         return number;
@@ -81,13 +81,13 @@ TEST_F(InputBindingTest, ParameterBoundToAnInputReadsThroughIt) {
     EXPECT_EQ(IntAt(reader.Get(), 0), 22);
     IPtr<IUnknown> own;
     reader->Get(Str(L"Port").Get(), own.Out(), nullptr, nullptr, 0);
-    IPtr<IVariant> ownVariant = own.Query<IVariant>(IID_IVariant);
+    IPtr<IVariant> ownVariant = own.Query<IVariant>();
     int32_t number = 0;
     ownVariant->get_Integer(&number);
     EXPECT_EQ(number, 1) << "Get without mode 1 reads the item's own value";
     IPtr<IUnknown> bound;
     reader->Get(Str(L"Port").Get(), bound.Out(), nullptr, nullptr, 1);
-    bound.Query<IVariant>(IID_IVariant)->get_Integer(&number);
+    bound.Query<IVariant>()->get_Integer(&number);
     EXPECT_EQ(number, 22);
 }
 
@@ -100,11 +100,11 @@ TEST_F(InputBindingTest, InputsWithoutParameterYieldTheComponentAskedForTheirInt
     for (const Case& c : {Case{"no interface", nullptr, S_OK}, Case{"one it has", &IID_IParameters, S_OK},
                           Case{"one it lacks", &IID_IStep, E_FAIL}}) {
         SCOPED_TRACE(c.name);
-        IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
+        IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters");
         ASSERT_EQ(inputs->AddInput(Str(L"Source").Get(), c.iid), S_OK);
         IPtr<IUnknown> entry;
         ASSERT_EQ(inputs->get_Item(0, entry.Out()), S_OK);
-        IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+        IPtr<IInputParameter> input = entry.Query<IInputParameter>();
         IID declared = IID_NULL;
         ASSERT_EQ(input->get_Interface(&declared), S_OK);
         EXPECT_EQ(declared, c.iid ? *c.iid : IID_NULL);
@@ -116,21 +116,21 @@ TEST_F(InputBindingTest, InputsWithoutParameterYieldTheComponentAskedForTheirInt
         EXPECT_EQ(inputs->get_InputValue(0, value.Out()), c.expected);
         EXPECT_EQ(static_cast<bool>(value), c.expected == S_OK);
         if (value) {
-            IPtr<IParameters> asParameters = value.Query<IParameters>(IID_IParameters);
+            IPtr<IParameters> asParameters = value.Query<IParameters>();
             EXPECT_EQ(asParameters.Get(), static_cast<IParameters*>(m_source.Get())) << "the source itself";
         }
     }
 }
 
 TEST_F(InputBindingTest, InputValueIsAskedForTheDeclaredInterfaceThroughTheVariant) {
-    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
+    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters");
     inputs->AddInput(Str(L"HostName").Get(), &IID_IString);
     inputs->AddInput(Str(L"PortText").Get(), &IID_IString);
     const wchar_t* parameters[] = {L"Host", L"Port"};
     for (int32_t i = 0; i < 2; ++i) {
         IPtr<IUnknown> entry;
         inputs->get_Item(i, entry.Out());
-        IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+        IPtr<IInputParameter> input = entry.Query<IInputParameter>();
         input->put_SourceComponent(Str(L"Source").Get());
         input->put_SourceParameter(Str(parameters[i]).Get());
         Bind(input.Get(), m_workspace.Get());
@@ -138,7 +138,7 @@ TEST_F(InputBindingTest, InputValueIsAskedForTheDeclaredInterfaceThroughTheVaria
     IPtr<IUnknown> value;
     ASSERT_EQ(inputs->get_InputValue(0, value.Out()), S_OK);
     EXPECT_EQ(TextOf(value.Get()), L"example");
-    EXPECT_TRUE(value.Query<IString>(IID_IString));
+    EXPECT_TRUE(value.Query<IString>());
     EXPECT_EQ(inputs->get_InputValue(1, value.Out()), E_FAIL) << "a number is no string";
     EXPECT_EQ(inputs->get_InputValue(2, value.Out()), E_INVALIDARG);
 }
@@ -158,7 +158,7 @@ TEST_F(InputBindingTest, InputsReadingEachOtherInARingFailInsteadOfRecursing) {
 }
 
 TEST(InputParametersTest, CollectionOfInputsFollowsTheLookupRules) {
-    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
+    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters");
     inputs->AddInput(Str(L"Display").Get(), &IID_IUILineDisplayable);
     inputs->AddInput(Str(L"Source").Get(), nullptr);
     inputs->AddInput(Str(L"display").Get(), nullptr);
@@ -179,7 +179,7 @@ TEST(InputParametersTest, CollectionOfInputsFollowsTheLookupRules) {
     IPtr<IString> name;
     second.Release();
     inputs->get_Item(2, second.Out());
-    second.Query<IInputParameter>(IID_IInputParameter)->get_Name(name.Out());
+    second.Query<IInputParameter>()->get_Name(name.Out());
     EXPECT_EQ(host::ToWide(name.Get()), L"Other") << "renaming renames the input";
     EXPECT_EQ(inputs->get_Item(3, second.Out()), E_INVALIDARG);
 }
@@ -202,8 +202,8 @@ protected:
 };
 
 TEST_F(ActiveWorkspaceTest, EveryInstanceSeesTheSameFileName) {
-    IPtr<IFileArchive> first = Make<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive);
-    IPtr<IFileArchive> second = Make<IFileArchive>(L"ActiveWorkspace", IID_IFileArchive);
+    IPtr<IFileArchive> first = Make<IFileArchive>(L"ActiveWorkspace");
+    IPtr<IFileArchive> second = Make<IFileArchive>(L"ActiveWorkspace");
     EXPECT_EQ(Filename(second.Get()), L"") << "no workspace open";
     ASSERT_EQ(first->put_Filename(Str(L"/home/u/work/Project.sws").Get()), S_OK);
     EXPECT_EQ(Filename(second.Get()), L"/home/u/work/Project.sws");
@@ -215,29 +215,29 @@ TEST_F(ActiveWorkspaceTest, EveryInstanceSeesTheSameFileName) {
 }
 
 TEST_F(ActiveWorkspaceTest, ComponentsAreOneCollectionThatInputsBindTo) {
-    IPtr<IWorkspace> workspace = Make<IWorkspace>(L"ActiveWorkspace", IID_IWorkspace);
+    IPtr<IWorkspace> workspace = Make<IWorkspace>(L"ActiveWorkspace");
     IPtr<INamedCollection> components;
     ASSERT_EQ(workspace->get_Components(components.Out()), S_OK);
-    IPtr<ISuperCollection> fillable = components.Query<ISuperCollection>(IID_ISuperCollection);
+    IPtr<ISuperCollection> fillable = components.Query<ISuperCollection>();
     ASSERT_TRUE(fillable) << "the host fills it";
     IPtr<IParametersCreatable> source = NewParameters();
     source->Add(Str(L"Port").Get(), Int(21).Get(), nullptr, 0);
     fillable->Add(Str(L"Server").Get(), source.Get(), nullptr, 0);
 
     IPtr<INamedCollection> again;
-    Make<IWorkspace>(L"ActiveWorkspace", IID_IWorkspace)->get_Components(again.Out());
+    Make<IWorkspace>(L"ActiveWorkspace")->get_Components(again.Out());
     EXPECT_EQ(Names(again.Get()), std::vector<std::wstring>{L"Server"}) << "shared by every instance";
 
-    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter", IID_IInputParameter);
+    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter");
     input->put_SourceComponent(Str(L"Server").Get());
     input->put_SourceParameter(Str(L"Port").Get());
     IPtr<IUnknown> moniker;
     input->get_Moniker(moniker.Out());
-    moniker.Query<ICollectionMoniker>(IID_ICollectionMoniker)->BindToCollection(again.Get());
+    moniker.Query<ICollectionMoniker>()->BindToCollection(again.Get());
     IPtr<IUnknown> value;
     ASSERT_EQ(input->get_Value(value.Out()), S_OK);
     int32_t port = 0;
-    value.Query<IVariant>(IID_IVariant)->get_Integer(&port);
+    value.Query<IVariant>()->get_Integer(&port);
     EXPECT_EQ(port, 21);
 
     host::CloseWorkspace();
@@ -247,7 +247,7 @@ TEST_F(ActiveWorkspaceTest, ComponentsAreOneCollectionThatInputsBindTo) {
 TEST_F(ActiveWorkspaceTest, RefreshReachesTheHostsHandler) {
     std::vector<int32_t> seen;
     host::SetWorkspaceRefreshHandler([&](int32_t what) { seen.push_back(what); });
-    IPtr<IUIRefreshableObject> refreshable = Make<IUIRefreshableObject>(L"ActiveWorkspace", IID_IUIRefreshableObject);
+    IPtr<IUIRefreshableObject> refreshable = Make<IUIRefreshableObject>(L"ActiveWorkspace");
     EXPECT_EQ(refreshable->Refresh(1), S_OK);
     EXPECT_EQ(refreshable->Refresh(7), S_OK);
     host::SetWorkspaceRefreshHandler({});

@@ -61,7 +61,7 @@ TEST_F(ParametersCreatableTest, LookupByNumberAndByObject) {
     EXPECT_EQ(IndexOf(nested.Get(), S_OK), 4) << "then descriptors";
     EXPECT_EQ(IndexOf(descriptor.Get(), E_FAIL), -1) << "a string key is a name, not an object";
     IPtr<IVariant> objectKey = host::NewVariant();
-    objectKey->put_Unknown(Make<IUnknown>(L"ParametersCreatable", IID_IUnknown).Get());
+    objectKey->put_Unknown(Make<IUnknown>(L"ParametersCreatable").Get());
     EXPECT_EQ(IndexOf(objectKey.Get(), E_FAIL), -7) << "an unknown object leaves the index alone";
     EXPECT_EQ(IndexOf(nullptr, E_INVALIDARG), -1);
     EXPECT_EQ(IndexOf(host::NewVariant().Get(), E_INVALIDARG), -1);
@@ -77,7 +77,7 @@ TEST_F(ParametersCreatableTest, ValuesAreWrappedAndIndexesChecked) {
     IPtr<IUnknown> item;
     ASSERT_EQ(m_params->get_Item(1, item.Out()), S_OK);
     EXPECT_EQ(TextOf(item.Get()), L"hello");
-    EXPECT_TRUE(item.Query<IString>(IID_IString)) << "get_Item unwraps the string";
+    EXPECT_TRUE(item.Query<IString>()) << "get_Item unwraps the string";
 
     IPtr<IVariant> old;
     m_params->get_ItemVariant(1, old.Out());
@@ -176,11 +176,11 @@ TEST_F(ParametersCreatableTest, GetReturnsTheIndexAndUnwrapsOnRequest) {
     IPtr<IUnknown> value, descriptor;
     int32_t flags = 0;
     EXPECT_EQ(m_params->Get(Str(L"host").Get(), value.Out(), descriptor.Out(), &flags, 0), 0);
-    EXPECT_TRUE(value.Query<IVariant>(IID_IVariant)) << "mode 0 gives the variant";
+    EXPECT_TRUE(value.Query<IVariant>()) << "mode 0 gives the variant";
     EXPECT_EQ(descriptor.Get(), choices.Get());
     EXPECT_EQ(flags, 6);
     EXPECT_EQ(m_params->Get(Str(L"host").Get(), value.Out(), nullptr, nullptr, 2), 0);
-    EXPECT_FALSE(value.Query<IVariant>(IID_IVariant)) << "mode 2 unwraps the string";
+    EXPECT_FALSE(value.Query<IVariant>()) << "mode 2 unwraps the string";
     EXPECT_EQ(TextOf(value.Get()), L"example");
     EXPECT_EQ(m_params->Get(Str(L"Port").Get(), nullptr, nullptr, &flags, 0), 1);
 

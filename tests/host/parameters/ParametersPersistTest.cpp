@@ -37,7 +37,7 @@ IPtr<IParametersCreatable> Blank() {
 int32_t NestedInner(IParameters* parameters, int32_t index) {
     IPtr<IUnknown> descriptor;
     if (FAILED(parameters->get_ItemDescriptor(index, descriptor.Out()))) return -1;
-    IPtr<IParameters> nested = descriptor.Query<IParameters>(IID_IParameters);
+    IPtr<IParameters> nested = descriptor.Query<IParameters>();
     return nested ? IntAt(nested.Get(), 0) : -2;
 }
 
@@ -47,7 +47,7 @@ int DescriptorDepth(IParameters* parameters) {
     IPtr<IParameters> current(parameters);
     IPtr<IUnknown> descriptor;
     while (SUCCEEDED(current->get_ItemDescriptor(0, descriptor.Out()))) {
-        current = descriptor.Query<IParameters>(IID_IParameters);
+        current = descriptor.Query<IParameters>();
         if (!current) break;
         ++depth;
     }
@@ -61,11 +61,11 @@ protected:
 
 TEST_P(ParametersPersistTest, MatchingLoadSetsTheItemsOfTheSameName) {
     IPtr<IParametersCreatable> saved = Sample();
-    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
-    ASSERT_EQ(saved.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam());
+    ASSERT_EQ(saved.Query<IDataPersist>()->Save(stream.Get(), 0), S_OK);
 
     IPtr<IParametersCreatable> loaded = Blank();
-    ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK)
+    ASSERT_EQ(loaded.Query<IDataPersist>()->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK)
         << Content(stream.Get());
     EXPECT_EQ(Names(loaded.Get()),
               (std::vector<std::wstring>{L"nested", L"Port", L"Mode", L"Name", L"Ratio", L"Untouched"}))
@@ -89,10 +89,10 @@ TEST_P(ParametersPersistTest, MatchingLoadSetsTheItemsOfTheSameName) {
 
 TEST_P(ParametersPersistTest, ClearAndAppendRebuildsTheCollection) {
     IPtr<IParametersCreatable> saved = Sample();
-    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
-    ASSERT_EQ(saved.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam());
+    ASSERT_EQ(saved.Query<IDataPersist>()->Save(stream.Get(), 0), S_OK);
     IPtr<IParametersCreatable> loaded = Blank();
-    ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0x01000000),
+    ASSERT_EQ(loaded.Query<IDataPersist>()->Load(Reparsed(GetParam(), stream.Get()).Get(), 0x01000000),
               S_OK);
     EXPECT_EQ(Names(loaded.Get()), Names(saved.Get()));
     for (int32_t i = 0; i < 5; ++i) EXPECT_EQ(FlagsAt(loaded.Get(), i), FlagsAt(saved.Get(), i)) << i;
@@ -107,15 +107,15 @@ TEST_P(ParametersPersistTest, ClearAndAppendRebuildsTheCollection) {
 TEST_P(ParametersPersistTest, ACollectionHoldingItselfSavesNoDeeperThanTheLimit) {
     IPtr<IParametersCreatable> looped = NewParameters();
     looped->Add(Str(L"P").Get(), Int(1).Get(), looped.Get(), 0);
-    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
-    EXPECT_EQ(looped.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), E_FAIL);
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam());
+    EXPECT_EQ(looped.Query<IDataPersist>()->Save(stream.Get(), 0), E_FAIL);
     looped->put_ItemDescriptor(0, nullptr); // ends the cycle of references
     EXPECT_NE(ErrorText(stream.Get()).find("nested too deep (more than 64 levels)"), std::string::npos)
         << ErrorText(stream.Get());
     // XML keeps what was written, two levels a collection (its item and its
     // object); a folder stream writes no object that failed to save itself.
     IPtr<IParametersCreatable> loaded = NewParameters();
-    ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK);
+    ASSERT_EQ(loaded.Query<IDataPersist>()->Load(Reparsed(GetParam(), stream.Get()).Get(), 0), S_OK);
     EXPECT_EQ(DescriptorDepth(loaded.Get()), IsXML() ? host::kMaxStreamNesting / 2 : 0);
 }
 
@@ -124,8 +124,8 @@ INSTANTIATE_TEST_SUITE_P(Streams, ParametersPersistTest, ::testing::Values(L"XML
 
 TEST(ParametersPersist, XMLUsesTheLeafFormOnlyForPlainItems) {
     IPtr<IParametersCreatable> saved = Sample();
-    IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
-    ASSERT_EQ(saved.Query<IDataPersist>(IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+    IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream");
+    ASSERT_EQ(saved.Query<IDataPersist>()->Save(stream.Get(), 0), S_OK);
     const std::string text = Content(stream.Get());
     for (const char* expected : {"<Port>21</Port>", "<Ratio>2.5</Ratio>", "<Flags>#000043</Flags>",
                                  "<Value>a b</Value>", "<Flags>#000006</Flags>", "Component=\"ParametersCreatable\""})
@@ -133,14 +133,14 @@ TEST(ParametersPersist, XMLUsesTheLeafFormOnlyForPlainItems) {
 }
 
 TEST(ParametersPersist, LoadingAnElementOfAnUnknownNameAddsNothing) {
-    IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
+    IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream");
     ASSERT_EQ(WriteBytes(stream.Get(), "<Document><srcport>22</srcport><Nobody>1</Nobody>"
                                                    "<Mode><value>3</value><FLAGS>#000041</FLAGS></Mode></Document>"),
               S_OK);
     IPtr<IParametersCreatable> loaded = NewParameters();
     loaded->Add(Str(L"SrcPort").Get(), Int(21).Get(), nullptr, 0);
     loaded->Add(Str(L"Mode").Get(), Int(0).Get(), nullptr, 0x43);
-    ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(stream.Get(), 0), S_OK);
+    ASSERT_EQ(loaded.Query<IDataPersist>()->Load(stream.Get(), 0), S_OK);
     EXPECT_EQ(Names(loaded.Get()), (std::vector<std::wstring>{L"SrcPort", L"Mode"}));
     EXPECT_EQ(IntAt(loaded.Get(), 0), 22);
     EXPECT_EQ(IntAt(loaded.Get(), 1), 3);
@@ -158,12 +158,12 @@ TEST(ParametersPersist, XMLFilesOfObjectsNestedTooDeepAreRefused) {
         for (int i = 0; i < objects; ++i) text += "<P><Value>1</Value><Object Component=\"ParametersCreatable\">";
         for (int i = 0; i < objects; ++i) text += "</Object></P>";
         WriteFile(path, text + "</Document>");
-        IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream", IID_IDataStream);
+        IPtr<IDataStream> stream = Make<IDataStream>(L"XMLStream");
         SetFilename(stream.Get(), path);
         const bool fits = objects * 2 <= host::kMaxStreamNesting;
-        EXPECT_EQ(stream.Query<IFileArchive>(IID_IFileArchive)->Load(), fits ? S_OK : E_FAIL);
+        EXPECT_EQ(stream.Query<IFileArchive>()->Load(), fits ? S_OK : E_FAIL);
         IPtr<IParametersCreatable> loaded = NewParameters();
-        ASSERT_EQ(loaded.Query<IDataPersist>(IID_IDataPersist)->Load(stream.Get(), 0), S_OK);
+        ASSERT_EQ(loaded.Query<IDataPersist>()->Load(stream.Get(), 0), S_OK);
         if (fits) {
             EXPECT_EQ(DescriptorDepth(loaded.Get()), objects);
         } else {
@@ -189,7 +189,7 @@ std::vector<InputState> States(IInputParameters* inputs) {
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IUnknown> entry;
         inputs->get_Item(i, entry.Out());
-        IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+        IPtr<IInputParameter> input = entry.Query<IInputParameter>();
         InputState state{};
         IPtr<IString> text;
         input->get_Name(text.Out());
@@ -205,7 +205,7 @@ std::vector<InputState> States(IInputParameters* inputs) {
 }
 
 IPtr<IInputParameters> Declare(const std::vector<std::pair<std::wstring, const IID*>>& declared) {
-    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters", IID_IInputParameters);
+    IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters");
     for (const auto& [name, iid] : declared) inputs->AddInput(Str(name).Get(), iid);
     return inputs;
 }
@@ -213,7 +213,7 @@ IPtr<IInputParameters> Declare(const std::vector<std::pair<std::wstring, const I
 void Source(IInputParameters* inputs, int32_t index, const std::wstring& component, const std::wstring& parameter) {
     IPtr<IUnknown> entry;
     inputs->get_Item(index, entry.Out());
-    IPtr<IInputParameter> input = entry.Query<IInputParameter>(IID_IInputParameter);
+    IPtr<IInputParameter> input = entry.Query<IInputParameter>();
     input->put_SourceComponent(Str(component).Get());
     input->put_SourceParameter(Str(parameter).Get());
 }
@@ -225,8 +225,8 @@ TEST_P(InputsPersistTest, SourcesRoundTripByInputName) {
         Declare({{L"UILineDisplayable", &IID_IUILineDisplayable}, {L"Port", nullptr}, {L"Unbound", nullptr}});
     Source(saved.Get(), 0, L"Console", L"");
     Source(saved.Get(), 1, L"Server", L"SrcPort");
-    IPtr<IDataStream> stream = Make<IDataStream>(GetParam(), IID_IDataStream);
-    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get(), IID_IDataPersist)->Save(stream.Get(), 0x800000), S_OK);
+    IPtr<IDataStream> stream = Make<IDataStream>(GetParam());
+    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get())->Save(stream.Get(), 0x800000), S_OK);
     const std::string text = Content(stream.Get());
     EXPECT_NE(text.find("Console"), std::string::npos) << text;
     EXPECT_NE(text.find("SrcPort"), std::string::npos) << text;
@@ -237,7 +237,7 @@ TEST_P(InputsPersistTest, SourcesRoundTripByInputName) {
     IPtr<IInputParameters> loaded =
         Declare({{L"port", nullptr}, {L"Extra", &IID_IStep}, {L"UILINEDISPLAYABLE", &IID_IUILineDisplayable}});
     Source(loaded.Get(), 1, L"Keep", L"Me");
-    ASSERT_EQ(QueryAs<IDataPersist>(loaded.Get(), IID_IDataPersist)->Load(Reparsed(GetParam(), stream.Get()).Get(), 0),
+    ASSERT_EQ(QueryAs<IDataPersist>(loaded.Get())->Load(Reparsed(GetParam(), stream.Get()).Get(), 0),
               S_OK);
     const std::vector<InputState> matched = {{L"port", IID_NULL, L"Server", L"SrcPort"},
                                              {L"Extra", IID_IStep, L"Keep", L"Me"},
@@ -247,7 +247,7 @@ TEST_P(InputsPersistTest, SourcesRoundTripByInputName) {
     // Clear and append: the inputs are made again from the stream, with the
     // interfaces that were saved.
     IPtr<IInputParameters> rebuilt = Declare({{L"Gone", nullptr}});
-    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get(), IID_IDataPersist)
+    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get())
                   ->Load(Reparsed(GetParam(), stream.Get()).Get(), 0x01000000),
               S_OK);
     EXPECT_EQ(States(rebuilt.Get()), States(saved.Get()));
@@ -257,25 +257,25 @@ INSTANTIATE_TEST_SUITE_P(Streams, InputsPersistTest, ::testing::Values(L"XMLStre
                          [](const auto& info) { return host::ToUtf8(info.param); });
 
 TEST(InputsPersist, OtherEntriesOfASharedFolderAreNotTakenForInputs) {
-    IPtr<IFolderStream> folder = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
+    IPtr<IFolderStream> folder = Make<IFolderStream>(L"FolderStream");
     IPtr<IFolderStream> parameter;
     ASSERT_EQ(folder->OpenFolder(REFLiteral(L"Mode"), 1, parameter.Out()), S_OK);
     parameter->WriteValue(REFLiteral(L"Value"), Int(1).Get());
     folder->WriteValue(REFLiteral(L"Port"), Int(21).Get());
     IPtr<IInputParameters> saved = Declare({{L"Display", nullptr}});
     Source(saved.Get(), 0, L"Console", L"");
-    IPtr<IDataStream> stream = folder.Query<IDataStream>(IID_IDataStream);
-    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get(), IID_IDataPersist)->Save(stream.Get(), 0), S_OK);
+    IPtr<IDataStream> stream = folder.Query<IDataStream>();
+    ASSERT_EQ(QueryAs<IDataPersist>(saved.Get())->Save(stream.Get(), 0), S_OK);
 
     IPtr<IInputParameters> rebuilt = Declare({});
-    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get(), IID_IDataPersist)->Load(stream.Get(), 0x01000000), S_OK);
+    ASSERT_EQ(QueryAs<IDataPersist>(rebuilt.Get())->Load(stream.Get(), 0x01000000), S_OK);
     EXPECT_EQ(Names(rebuilt.Get()), std::vector<std::wstring>{L"Display"});
 }
 
 TEST(InputsPersist, StreamsWithoutXMLOrFolderFaceAreRefused) {
     IPtr<IInputParameters> inputs = Declare({{L"A", nullptr}});
-    IPtr<IDataPersist> persist = inputs.Query<IDataPersist>(IID_IDataPersist);
-    IPtr<IDataStream> plain = Make<IDataStream>(L"DataStream", IID_IDataStream);
+    IPtr<IDataPersist> persist = inputs.Query<IDataPersist>();
+    IPtr<IDataStream> plain = Make<IDataStream>(L"DataStream");
     EXPECT_EQ(persist->Save(plain.Get(), 0), E_NOTIMPL);
     EXPECT_EQ(persist->Load(plain.Get(), 0), E_NOTIMPL);
     EXPECT_EQ(persist->Save(nullptr, 0), E_POINTER);

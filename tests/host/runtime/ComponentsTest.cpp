@@ -73,7 +73,7 @@ TEST(GlobalCollection, NullInterfaceGivesTheComponentString) {
     ASSERT_EQ(c->get_Index(host::MakeString(L"CREATABLESTRING").Get(), &index), S_OK);
     IPtr<IUnknown> item;
     ASSERT_EQ(c->get_Item(index, item.Out()), S_OK);
-    EXPECT_EQ(item.Get(), QueryAs<IUnknown>(entry.Get(), IID_IUnknown).Get());
+    EXPECT_EQ(item.Get(), QueryAs<IUnknown>(entry.Get()).Get());
     IPtr<IString> name;
     ASSERT_EQ(c->get_ItemName(index, name.Out()), S_OK);
     EXPECT_EQ(host::ToWide(name.Get()), L"CreatableString");

@@ -18,7 +18,7 @@ public:
 
 IPtr<IUnknown> NewNameless() {
     IPtr<IUnknown> object;
-    host::CreateHostComponent<Nameless>(&IID_IUnknown, object.OutVoid());
+    host::CreateHostComponent<Nameless>(object);
     return object;
 }
 
@@ -26,7 +26,7 @@ IPtr<IUnknown> NewNameless() {
 // object element, the object's own save into the same stream, and the close.
 void WriteObjectElement(IXMLStream* x, IUnknown* object) {
     ASSERT_EQ(x->OpenObjectElement(object), S_OK);
-    ASSERT_EQ(QueryAs<IDataPersist>(object, IID_IDataPersist)->Save(QueryAs<IDataStream>(x, IID_IDataStream).Get(), 0),
+    ASSERT_EQ(QueryAs<IDataPersist>(object)->Save(QueryAs<IDataStream>(x).Get(), 0),
               S_OK);
     ASSERT_EQ(x->CloseElement(), S_OK);
 }
@@ -34,7 +34,7 @@ void WriteObjectElement(IXMLStream* x, IUnknown* object) {
 } // namespace
 
 TEST(PersistedObjects, XMLObjectElementsRecreateNestedObjects) {
-    IPtr<IXMLStream> x = Make<IXMLStream>(L"XMLStream", IID_IXMLStream);
+    IPtr<IXMLStream> x = Make<IXMLStream>(L"XMLStream");
     ASSERT_EQ(x->OpenElement(REFLiteral(L"Item")), S_OK);
     x->WriteElement(REFLiteral(L"Value"), host::MakeString(L"0").Get());
     IPtr<IUnknown> inner = NewProbe(L"inner \u00e9", 2);
@@ -45,7 +45,7 @@ TEST(PersistedObjects, XMLObjectElementsRecreateNestedObjects) {
     EXPECT_NE(text.find("<Object Component=\"StreamProbe\">"), std::string::npos) << text;
 
     // Read back from the text, as a new document.
-    IPtr<IXMLStream> copy = Make<IXMLStream>(L"XMLStream", IID_IXMLStream);
+    IPtr<IXMLStream> copy = Make<IXMLStream>(L"XMLStream");
     ASSERT_EQ(WriteBytes(copy.Get(), text), S_OK);
     IPtr<IXMLStream> item, child;
     ASSERT_EQ(copy->FirstChild(item.Out()), S_OK);
@@ -70,8 +70,8 @@ TEST(PersistedObjects, XMLObjectElementsRecreateNestedObjects) {
 }
 
 TEST(PersistedObjects, XMLRefusesObjectsItCannotRecreate) {
-    IPtr<IXMLStream> x = Make<IXMLStream>(L"XMLStream", IID_IXMLStream);
-    IPtr<IUnknown> plain = Make<IUnknown>(L"Variant", IID_IUnknown);
+    IPtr<IXMLStream> x = Make<IXMLStream>(L"XMLStream");
+    IPtr<IUnknown> plain = Make<IUnknown>(L"Variant");
     IPtr<IUnknown> nameless = NewNameless();
     EXPECT_EQ(x->OpenObjectElement(nameless.Get()), E_FAIL);
     EXPECT_NE(ErrorText(x.Get()).find("component name"), std::string::npos);
@@ -90,7 +90,7 @@ TEST(PersistedObjects, XMLRefusesObjectsItCannotRecreate) {
 }
 
 TEST(PersistedObjects, FolderObjectsRoundTripThroughTheText) {
-    IPtr<IFolderStream> f = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
+    IPtr<IFolderStream> f = Make<IFolderStream>(L"FolderStream");
     IPtr<IUnknown> inner = NewProbe(L"in\nner", -5);
     IPtr<IUnknown> outer = NewProbe(L"outer", 7, inner.Get());
     ASSERT_EQ(f->WriteObject(REFLiteral(L"Descriptor"), outer.Get()), S_OK);
@@ -105,7 +105,7 @@ TEST(PersistedObjects, FolderObjectsRoundTripThroughTheText) {
               "  }\n"
               "}\n");
 
-    IPtr<IFolderStream> loaded = Reparsed(L"FolderStream", f.Get()).Query<IFolderStream>(IID_IFolderStream);
+    IPtr<IFolderStream> loaded = Reparsed(L"FolderStream", f.Get()).Query<IFolderStream>();
     IPtr<IUnknown> made;
     ASSERT_EQ(loaded->ReadObject(REFLiteral(L"descriptor"), made.Out()), S_OK);
     StreamProbe* probe = AsProbe(made.Get());
@@ -120,7 +120,7 @@ TEST(PersistedObjects, FolderObjectsRoundTripThroughTheText) {
     ASSERT_EQ(loaded->get_Entries(entries.Out()), S_OK);
     IPtr<IUnknown> item;
     ASSERT_EQ(entries->get_Item(0, item.Out()), S_OK);
-    IPtr<IVariant> held = QueryAs<IVariant>(item.Get(), IID_IVariant);
+    IPtr<IVariant> held = QueryAs<IVariant>(item.Get());
     ASSERT_TRUE(held && held->IsObject());
     IPtr<IUnknown> object;
     held->get_Object(object.Out());
@@ -132,7 +132,7 @@ TEST(PersistedObjects, FolderObjectsRoundTripThroughTheText) {
 }
 
 TEST(PersistedObjects, FolderWritesNothingForObjectsThatCannotBeSaved) {
-    IPtr<IFolderStream> f = Make<IFolderStream>(L"FolderStream", IID_IFolderStream);
+    IPtr<IFolderStream> f = Make<IFolderStream>(L"FolderStream");
     ASSERT_EQ(f->WriteObject(REFLiteral(L"kept"), NewProbe(L"first", 1).Get()), S_OK);
     const std::string before = Content(f.Get());
     struct Case {
@@ -141,7 +141,7 @@ TEST(PersistedObjects, FolderWritesNothingForObjectsThatCannotBeSaved) {
     };
     const Case cases[] = {
         {"nameless", NewNameless()},
-        {"not persistable", Make<IUnknown>(L"Variant", IID_IUnknown)},
+        {"not persistable", Make<IUnknown>(L"Variant")},
         {"refusing", NewProbe(StreamProbe::kRefusingLabel, 2)},
         {"null", IPtr<IUnknown>()},
     };
@@ -163,6 +163,6 @@ TEST(PersistedObjects, FolderWritesNothingForObjectsThatCannotBeSaved) {
     IPtr<IUnknown> item;
     entries->get_Item(0, item.Out());
     int32_t type = -1;
-    QueryAs<IVariant>(item.Get(), IID_IVariant)->get_Type(&type);
+    QueryAs<IVariant>(item.Get())->get_Type(&type);
     EXPECT_EQ(type, VARIANT_EMPTY);
 }

@@ -9,7 +9,7 @@ namespace {
 
 class RegistryTest : public ::testing::Test {
 protected:
-    static IPtr<IRegistryEx> NewRegistry() { return Make<IRegistryEx>(L"Registry", IID_IRegistryEx); }
+    static IPtr<IRegistryEx> NewRegistry() { return Make<IRegistryEx>(L"Registry"); }
     void Seed(const std::string& text) {
         std::filesystem::create_directories(m_file.parent_path());
         WriteFile(m_file, text);
@@ -155,7 +155,7 @@ TEST_F(RegistryTest, SectionIsACollectionOfKeysInFileOrder) {
         IPtr<IUnknown> item;
         ASSERT_EQ(section->get_ItemName(i, name.Out()), S_OK);
         ASSERT_EQ(section->get_Item(i, item.Out()), S_OK);
-        IPtr<IString> value = item.Query<IString>(IID_IString);
+        IPtr<IString> value = item.Query<IString>();
         ASSERT_TRUE(value) << "values are strings";
         seen.emplace_back(host::ToWide(name.Get()), host::ToWide(value.Get()));
     }

@@ -6,7 +6,7 @@ using namespace hosttest;
 
 namespace {
 
-IPtr<IDataStream> NewStream() { return Make<IDataStream>(L"DataStream", IID_IDataStream); }
+IPtr<IDataStream> NewStream() { return Make<IDataStream>(L"DataStream"); }
 
 HRESULT Put(IDataStream* s, const std::string& bytes, unsigned int* written = nullptr) {
     unsigned int n = 0;
@@ -24,7 +24,7 @@ std::string Take(IDataStream* s, unsigned int size, HRESULT* hr = nullptr) {
     return out;
 }
 
-IPtr<ICSVStream> NewCSV() { return Make<ICSVStream>(L"CSVStream", IID_ICSVStream); }
+IPtr<ICSVStream> NewCSV() { return Make<ICSVStream>(L"CSVStream"); }
 
 // Hands text over the way a parameter collection does: two bytes per
 // character.
@@ -163,7 +163,7 @@ TEST(CSVStream, CharactersBecomeUTF8AndAreAppendedAfterReads) {
     ASSERT_EQ(Chars(csv.Get(), L"=\u00e9\u20ac\U0001F600" + std::wstring(1, static_cast<wchar_t>(0xD800))), S_OK);
     EXPECT_EQ(Content(csv.Get()), "ab,c=\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\xef\xbf\xbd");
 
-    IPtr<IDataStream> bytes = csv.Query<IDataStream>(IID_IDataStream);
+    IPtr<IDataStream> bytes = csv.Query<IDataStream>();
     bytes->Reset(0);
     char two[2];
     unsigned int read = 0;
@@ -178,16 +178,16 @@ TEST(CSVStream, SaveAndLoadTheText) {
     IPtr<ICSVStream> csv = NewCSV();
     Chars(csv.Get(), L"name=\u00c5ngstr\u00f6m,size=3");
     SetFilename(csv.Get(), path);
-    IPtr<IFileArchive> archive = csv.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> archive = csv.Query<IFileArchive>();
     ASSERT_EQ(archive->Save(), S_OK) << ErrorText(csv.Get());
     EXPECT_EQ(ReadFile(path), "name=\xc3\x85ngstr\xc3\xb6m,size=3");
 
     IPtr<ICSVStream> other = NewCSV();
     Chars(other.Get(), L"replaced");
     SetFilename(other.Get(), path);
-    IPtr<IFileArchive> otherArchive = other.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> otherArchive = other.Query<IFileArchive>();
     ASSERT_EQ(otherArchive->Load(), S_OK);
-    IPtr<IDataStream> bytes = other.Query<IDataStream>(IID_IDataStream);
+    IPtr<IDataStream> bytes = other.Query<IDataStream>();
     char head[5] = {};
     unsigned int read = 0;
     ASSERT_EQ(bytes->Read(head, 5, &read), S_OK); // loaded text is read from the start

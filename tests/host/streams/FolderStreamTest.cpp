@@ -10,7 +10,7 @@ using namespace hosttest;
 
 namespace {
 
-IPtr<IFolderStream> NewFolder() { return Make<IFolderStream>(L"FolderStream", IID_IFolderStream); }
+IPtr<IFolderStream> NewFolder() { return Make<IFolderStream>(L"FolderStream"); }
 
 // "type:value" of a read value, or "missing".
 std::wstring Describe(IVariant* v) {
@@ -66,7 +66,7 @@ std::vector<std::wstring> EntryNames(IFolderStream* f) {
         entries->get_ItemName(i, name.Out());
         IPtr<IUnknown> item;
         entries->get_Item(i, item.Out());
-        names.push_back(host::ToWide(name.Get()) + (QueryAs<IFolderStream>(item.Get(), IID_IFolderStream) ? L"/" : L""));
+        names.push_back(host::ToWide(name.Get()) + (QueryAs<IFolderStream>(item.Get()) ? L"/" : L""));
     }
     return names;
 }
@@ -221,9 +221,9 @@ TEST(FolderStream, EntriesListValuesRawBlocksAndFolders) {
     ASSERT_EQ(count, 3);
     IPtr<IUnknown> item;
     entries->get_Item(0, item.Out());
-    EXPECT_EQ(Describe(QueryAs<IVariant>(item.Get(), IID_IVariant).Get()), L"int:7");
+    EXPECT_EQ(Describe(QueryAs<IVariant>(item.Get()).Get()), L"int:7");
     entries->get_Item(1, item.Out());
-    IPtr<IVariant> rawItem = QueryAs<IVariant>(item.Get(), IID_IVariant);
+    IPtr<IVariant> rawItem = QueryAs<IVariant>(item.Get());
     ASSERT_TRUE(rawItem && rawItem->IsObject());
     IPtr<IUnknown> block;
     rawItem->get_Object(block.Out());
@@ -233,7 +233,7 @@ TEST(FolderStream, EntriesListValuesRawBlocksAndFolders) {
     ASSERT_EQ(entries->get_Index(host::MakeString(L"inputs").Get(), &index), S_OK);
     EXPECT_EQ(index, 2);
     entries->get_Item(index, item.Out());
-    IPtr<IFolderStream> inputs = QueryAs<IFolderStream>(item.Get(), IID_IFolderStream);
+    IPtr<IFolderStream> inputs = QueryAs<IFolderStream>(item.Get());
     ASSERT_TRUE(inputs);
     inputs->WriteValue(REFLiteral(L"x"), Int(1).Get());
     EXPECT_EQ(ReadBack(sub.Get(), L"x"), L"int:1"); // the same folder
@@ -242,8 +242,8 @@ TEST(FolderStream, EntriesListValuesRawBlocksAndFolders) {
 TEST(FolderStream, ObjectVariantsAreNotValues) {
     IPtr<IFolderStream> f = NewFolder();
     IPtr<IVariant> holder = host::NewVariant();
-    holder->put_Unknown(host::NewVariant().Query<IUnknown>(IID_IUnknown).Get()); // copies: still empty
-    IPtr<IUnknown> someObject = Make<IUnknown>(L"DataStream", IID_IUnknown);
+    holder->put_Unknown(host::NewVariant().Query<IUnknown>().Get()); // copies: still empty
+    IPtr<IUnknown> someObject = Make<IUnknown>(L"DataStream");
     holder->put_Unknown(someObject.Get());
     ASSERT_TRUE(holder->IsObject());
     EXPECT_EQ(f->WriteValue(REFLiteral(L"o"), holder.Get()), E_INVALIDARG);
@@ -260,18 +260,18 @@ TEST(FolderStream, FilesSaveAndLoadTheWholeTree) {
     f->OpenFolder(REFLiteral(L"Parameters"), 1, sub.Out());
     sub->WriteValue(REFLiteral(L"Name"), Text(L"\u00e4").Get());
     SetFilename(sub.Get(), path); // any folder of the tree saves the tree
-    ASSERT_EQ(sub.Query<IFileArchive>(IID_IFileArchive)->Save(), S_OK) << ErrorText(f.Get());
+    ASSERT_EQ(sub.Query<IFileArchive>()->Save(), S_OK) << ErrorText(f.Get());
     EXPECT_EQ(ReadFile(path), "FolderStream 1\nfolder \"Parameters\" {\n  string \"Name\" \"\xc3\xa4\"\n}\n");
 
     IPtr<IFolderStream> loaded = NewFolder();
     SetFilename(loaded.Get(), path);
-    ASSERT_EQ(loaded.Query<IFileArchive>(IID_IFileArchive)->Load(), S_OK);
+    ASSERT_EQ(loaded.Query<IFileArchive>()->Load(), S_OK);
     IPtr<IFolderStream> p;
     ASSERT_EQ(loaded->OpenFolder(REFLiteral(L"Parameters"), 0, p.Out()), S_OK);
     EXPECT_EQ(ReadBack(p.Get(), L"Name"), L"string:\u00e4");
 
     // Loading again takes the old folders out of the tree.
-    ASSERT_EQ(loaded.Query<IFileArchive>(IID_IFileArchive)->Load(), S_OK);
+    ASSERT_EQ(loaded.Query<IFileArchive>()->Load(), S_OK);
     EXPECT_EQ(p->WriteValue(REFLiteral(L"lost"), Int(1).Get()), E_FAIL);
     EXPECT_NE(ErrorText(p.Get()).find("taken out"), std::string::npos);
 }
@@ -282,7 +282,7 @@ TEST(FolderStream, MalformedFilesLeaveTheFolderAndExplain) {
     f->WriteValue(REFLiteral(L"kept"), Int(1).Get());
     WriteFile(dir.File("bad.fst"), "FolderStream 1\nint \"a\" 1\nint \"b\" one\n");
     SetFilename(f.Get(), dir.File("bad.fst"));
-    IPtr<IFileArchive> archive = f.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> archive = f.Query<IFileArchive>();
     EXPECT_EQ(archive->Load(), E_FAIL);
     EXPECT_EQ(ErrorText(f.Get()), dir.File("bad.fst") + ": line 3: 'one' is not a 32-bit integer");
     EXPECT_EQ(EntryNames(f.Get()), std::vector<std::wstring>{L"kept"});
@@ -311,7 +311,7 @@ TEST(FolderStream, WrittenBytesReplaceOnlyThatFolder) {
     EXPECT_EQ(Content(f.Get()), "FolderStream 1\nint \"top\" 1\nfolder \"sub\" {\n  string \"fresh\" \"yes\"\n}\n");
     EXPECT_EQ(inner->WriteValue(REFLiteral(L"x"), Int(1).Get()), E_FAIL); // no longer in the tree
 
-    IPtr<IDataStream> bytes = sub.Query<IDataStream>(IID_IDataStream);
+    IPtr<IDataStream> bytes = sub.Query<IDataStream>();
     ASSERT_EQ(bytes->Reset(1), S_OK);
     EXPECT_EQ(Content(f.Get()), "FolderStream 1\nint \"top\" 1\nfolder \"sub\" {\n}\n");
 }

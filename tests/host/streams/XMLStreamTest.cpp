@@ -6,7 +6,7 @@ using namespace hosttest;
 
 namespace {
 
-IPtr<IXMLStream> NewXML() { return Make<IXMLStream>(L"XMLStream", IID_IXMLStream); }
+IPtr<IXMLStream> NewXML() { return Make<IXMLStream>(L"XMLStream"); }
 
 HRESULT Leaf(IXMLStream* x, const std::wstring& name, const std::wstring& text) {
     return x->WriteElement(View(name), host::MakeString(text).Get());
@@ -212,7 +212,7 @@ TEST(XMLStream, StaleCursorsFailAfterTheDocumentIsReplaced) {
     EXPECT_EQ(Leaf(a.Get(), L"x", L"y"), E_FAIL);
     EXPECT_EQ(Outline(x.Get()), L"b(2);");
 
-    IPtr<IDataStream> bytes = x.Query<IDataStream>(IID_IDataStream);
+    IPtr<IDataStream> bytes = x.Query<IDataStream>();
     ASSERT_EQ(bytes->Reset(1), S_OK); // clears the document
     EXPECT_EQ(Outline(x.Get()), L"");
     EXPECT_EQ(NameOf(x.Get()), L"<no name>");
@@ -220,7 +220,7 @@ TEST(XMLStream, StaleCursorsFailAfterTheDocumentIsReplaced) {
 
 TEST(XMLStream, ByteFaceFollowsTheDocument) {
     IPtr<IXMLStream> x = NewXML();
-    IPtr<IDataStream> bytes = x.Query<IDataStream>(IID_IDataStream);
+    IPtr<IDataStream> bytes = x.Query<IDataStream>();
     Leaf(x.Get(), L"a", L"1");
     char head[6] = {};
     unsigned int read = 0;
@@ -244,7 +244,7 @@ TEST(XMLStream, FilesSaveAndLoad) {
     IPtr<IXMLStream> x = NewXML();
     SetFilename(x.Get(), path);
     Leaf(x.Get(), L"Name", L"\u00e4\u00f6\u00fc");
-    IPtr<IFileArchive> archive = x.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> archive = x.Query<IFileArchive>();
     ASSERT_EQ(archive->Save(), S_OK) << ErrorText(x.Get());
     const std::string saved = ReadFile(path);
     EXPECT_EQ(saved.rfind("<?xml version=\"1.0\"?>", 0), 0u) << saved;
@@ -257,7 +257,7 @@ TEST(XMLStream, FilesSaveAndLoad) {
 
     IPtr<IXMLStream> other = NewXML();
     SetFilename(other.Get(), path);
-    ASSERT_EQ(other.Query<IFileArchive>(IID_IFileArchive)->Load(), S_OK);
+    ASSERT_EQ(other.Query<IFileArchive>()->Load(), S_OK);
     EXPECT_EQ(Outline(other.Get()), L"Name(\u00e4\u00f6\u00fc);");
     EXPECT_EQ(ErrorText(other.Get()), "");
     // No temporary file is left beside it.
@@ -267,7 +267,7 @@ TEST(XMLStream, FilesSaveAndLoad) {
 TEST(XMLStream, FileErrorsKeepThePreviousDocument) {
     TempDir dir;
     IPtr<IXMLStream> x = Parsed("<r><kept/></r>");
-    IPtr<IFileArchive> archive = x.Query<IFileArchive>(IID_IFileArchive);
+    IPtr<IFileArchive> archive = x.Query<IFileArchive>();
     EXPECT_EQ(archive->Load(), E_FAIL); // no file name yet
     EXPECT_EQ(archive->Save(), E_FAIL);
 

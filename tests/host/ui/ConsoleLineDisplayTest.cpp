@@ -188,7 +188,7 @@ protected:
         host::HostCreator create = host::FindHostComponent(REFLiteral(L"ConsoleLineDisplay"));
         ASSERT_NE(create, nullptr);
         ASSERT_EQ(create(&IID_IUILineDisplayable, display.OutVoid()), S_OK);
-        settings = display.Query<IRegistry>(IID_IRegistry);
+        settings = display.Query<IRegistry>();
         ASSERT_TRUE(settings);
     }
     HRESULT Set(const wchar_t* key, const wchar_t* value, const wchar_t* section = L"ConsoleLineDisplay") {
@@ -245,7 +245,7 @@ TEST_F(ConsoleSettingsTest, OutputModeAndResultTitlesDriveTheDisplay) {
     EXPECT_EQ(Get(L"ResultTitles"), L"Shadow|Summary");
     Show(display.Get(), L"Shadow(Del)", L"Deleting: /d/x", kStatus);
     Show(display.Get(), L"Summary", L"Deleted 1 Files", kStatus);
-    IPtr<IUIRefreshableObject> refresh = display.Query<IUIRefreshableObject>(IID_IUIRefreshableObject);
+    IPtr<IUIRefreshableObject> refresh = display.Query<IUIRefreshableObject>();
     ASSERT_TRUE(refresh);
     EXPECT_EQ(refresh->Refresh(1), E_INVALIDARG);
     EXPECT_EQ(refresh->Refresh(0), S_OK);

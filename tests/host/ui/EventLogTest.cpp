@@ -32,12 +32,12 @@ bool StripStamp(const std::string& line, std::string* rest) {
 
 class EventLogFile : public ::testing::Test {
 protected:
-    static IPtr<IUILineDisplayable> NewLog() { return Make<IUILineDisplayable>(L"EventLogGlobal", IID_IUILineDisplayable); }
+    static IPtr<IUILineDisplayable> NewLog() { return Make<IUILineDisplayable>(L"EventLogGlobal"); }
     static HRESULT Show(IUILineDisplayable* log, const std::wstring& title, const std::wstring& text, uint32_t kind) {
         return log->DisplayLine(Str(title).Get(), Str(text).Get(), kind);
     }
     static HRESULT Save(IUILineDisplayable* log) {
-        IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log, IID_IFileArchive);
+        IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log);
         return archive ? archive->Save() : E_NOINTERFACE;
     }
 
@@ -128,7 +128,7 @@ TEST_F(EventLogFile, AppendsTimestampedLinesAndSaveFlushes) {
 
 TEST_F(EventLogFile, FilenameIsPerInstance) {
     IPtr<IUILineDisplayable> log = NewLog();
-    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log.Get(), IID_IFileArchive);
+    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log.Get());
     ASSERT_TRUE(archive);
     IPtr<IString> name;
     ASSERT_EQ(archive->get_Filename(name.Out()), S_OK);
@@ -154,7 +154,7 @@ TEST_F(EventLogFile, UnwritableLocationIsAnError) {
     fs::create_directories(m_dir);
     std::ofstream(m_dir / "plain-file") << "x";
     IPtr<IUILineDisplayable> log = NewLog();
-    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log.Get(), IID_IFileArchive);
+    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(log.Get());
     const fs::path impossible = m_dir / "plain-file" / "sub" / "events.log";
     ASSERT_EQ(archive->put_Filename(host::MakeString(host::FromUtf8(impossible.string())).Get()), S_OK);
     EXPECT_EQ(Show(log.Get(), L"T", L"lost", LINE_ERROR), E_FAIL);

@@ -113,7 +113,7 @@ TEST(Variant, PutUnknownCopiesAnotherVariant) {
     {
         // A collection: an object that is neither string nor variant.
         IPtr<ISuperCollection> c = host::NewCollection();
-        plainObject = QueryAs<IUnknown>(c.Get(), IID_IUnknown);
+        plainObject = QueryAs<IUnknown>(c.Get());
     }
     objectVariant->put_Unknown(plainObject.Get());
     ASSERT_TRUE(objectVariant->IsObject());

@@ -25,27 +25,39 @@ extern "C" HRESULT InitializeModule(void* reserved, IComponentCollection* collec
     return S_OK;
 }
 
+namespace {
+
+// One row of the component registry: a component name and its creator.
+struct ComponentRow {
+    const tagREFString* name;
+    CreatorFunction creator;
+};
+
+// The registry, searched in this order; the first row whose name matches
+// wins. The rows, as each component arrives:
+//   "Shadow"            CShadow
+//   "ShadowList"        CShadowList
+//   "ShadowVelmixList"  CShadowVelmixList
+//   "ShadowVelmix"      CShadowVelmix
+//   "ShadowList"        CShadowVelmix's creator; never reached, since the
+//                       second row already answers "ShadowList", but kept
+//                       where it stands so the order stays as it is
+//   "ShadowSelective"   CShadowSelective
+//   "ShadowUpload"      CShadowUpload
+//   "STREAMConvert"     CSTREAMConvert
+//   "STRINGConvert"     CSTRINGConvert
+//   "URLGet"            CURLGet
+constexpr ComponentRow kComponents[] = {
+    {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+};
+
+} // namespace
+
 extern "C" HRESULT CreateFunction(int32_t length, const wchar_t* name, CreatorFunction* creator) {
     if (!creator) return E_POINTER;
-    // A linear chain of length-then-content tests; the first hit wins.
-    auto row = [&](const tagREFString& rowName, CreatorFunction rowCreator) {
-        return MODULERegistryRow(rowName, rowCreator, length, name, creator);
-    };
-    if (row(IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance)) return S_OK;
-    // The rows, in this order, as each component arrives:
-    //   "Shadow"            CShadow
-    //   "ShadowList"        CShadowList
-    //   "ShadowVelmixList"  CShadowVelmixList
-    //   "ShadowVelmix"      CShadowVelmix
-    //   "ShadowList"        CShadowVelmix's creator; never reached, since the
-    //                       second row already answers "ShadowList"
-    //   "ShadowSelective"   CShadowSelective
-    //   "ShadowUpload"      CShadowUpload
-    //   "STREAMConvert"     CSTREAMConvert
-    //   "STRINGConvert"     CSTRINGConvert
-    //   "URLGet"            CURLGet
-    // each as one line:
-    //   if (row(IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance)) return S_OK;
+    // Length-then-content tests, one row after the other.
+    for (const ComponentRow& row : kComponents)
+        if (MODULERegistryRow(*row.name, row.creator, length, name, creator)) return S_OK;
     return E_FAIL;
 }
 

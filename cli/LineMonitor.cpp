@@ -9,7 +9,6 @@
 namespace cli {
 
 namespace {
-constexpr uint32_t kErrorBit = 0x80000000u; // LINE_ERROR and LINE_UPLOAD_ERROR
 
 void Configure(IRegistry* settings, const wchar_t* key, const std::wstring& value) {
     const wchar_t section[] = L"ConsoleLineDisplay";
@@ -67,7 +66,7 @@ uint32_t LineMonitor::Release() {
 }
 
 HRESULT LineMonitor::DisplayLine(IString* title, IString* text, uint32_t kind) {
-    if (kind & kErrorBit) m_errors.fetch_add(1);
+    if (kind & LINE_ERROR) m_errors.fetch_add(1); // LINE_ERROR and LINE_UPLOAD_ERROR
     bool progress = kind == LINE_PROGRESS || kind == LINE_STATUS;
     if (m_live && progress && TextOf(title) != m_resultTitle) {
         IPtr<IString> shown = ProgressTitle(title);

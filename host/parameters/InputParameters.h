@@ -22,7 +22,6 @@ struct SavedInput; // what a stream held of one input
 class InputParameters final : public HostObject<IInputParameters, IDataPersist, IObjectInfo> {
 public:
     // Load option: drop the inputs and make new ones from what is read.
-    static constexpr int32_t kLoadClearAndAppend = 0x01000000;
 
     InputParameters() = default;
 

@@ -18,7 +18,7 @@
 // case-blind) and sets the source component and parameter of each input
 // found from the entries present; the declared interface stays as the
 // component declared it. Entries without an input are ignored. With the
-// option kLoadClearAndAppend the inputs are dropped and one input is made for
+// option PARAMS_REPLACE the inputs are dropped and one input is made for
 // every element or sub-folder that holds a "SourceComponent" entry (others,
 // for example a parameter stored in the same folder, are passed over), with
 // the interface that was saved.
@@ -206,7 +206,7 @@ HRESULT InputParameters::LoadFolder(IFolderStream* folder, int32_t options) {
 }
 
 void InputParameters::ApplySaved(const std::vector<SavedInput>& saved, int32_t options) {
-    const bool append = (options & kLoadClearAndAppend) != 0;
+    const bool append = (options & PARAMS_REPLACE) != 0;
     if (append) Clear();
     for (const SavedInput& input : saved) {
         IPtr<IInputParameter> target;

@@ -47,8 +47,6 @@ class ParametersCreatable final : public HostObject<IParametersCreatable, IDataP
 public:
     // Load options: empty the collection and append what is read; for folder
     // streams also append without emptying.
-    static constexpr int32_t kLoadClearAndAppend = 0x01000000;
-    static constexpr int32_t kLoadAppend = 0x10000000;
 
     ParametersCreatable() = default;
 

@@ -18,8 +18,8 @@
 // Loading matches the stream's entries to the items by name (ASCII
 // case-blind) and sets the values and descriptors of the items found; the
 // flags are set from XML only. Entries without an item are ignored. With the
-// option kLoadClearAndAppend the collection is emptied first and every entry
-// becomes a new item with its value, flags and descriptor; with kLoadAppend
+// option PARAMS_REPLACE the collection is emptied first and every entry
+// becomes a new item with its value, flags and descriptor; with PARAMS_APPEND
 // (folder streams) entries are appended without emptying. An empty
 // collection has nothing to match and always appends, so that a collection
 // made anew from a saved object (a nested descriptor) gets its items back.
@@ -205,7 +205,7 @@ HRESULT ParametersCreatable::SaveXML(IXMLStream* xml, IDataStream* stream, int32
 HRESULT ParametersCreatable::LoadXML(IXMLStream* xml, int32_t options) {
     int32_t count = 0;
     get_Count(&count);
-    const bool append = (options & kLoadClearAndAppend) != 0 || count == 0;
+    const bool append = (options & PARAMS_REPLACE) != 0 || count == 0;
     if (append) RemoveAll();
     IPtr<IXMLStream> element;
     if (FAILED(xml->FirstChild(element.Out())) || !element) return S_OK;
@@ -264,8 +264,8 @@ HRESULT ParametersCreatable::LoadFolder(IFolderStream* folder, int32_t options) 
     int32_t count = 0, own = 0;
     entries->get_Count(&count);
     get_Count(&own);
-    if ((options & (kLoadClearAndAppend | kLoadAppend)) || own == 0) {
-        if (options & kLoadClearAndAppend) RemoveAll();
+    if ((options & (PARAMS_REPLACE | PARAMS_APPEND)) || own == 0) {
+        if (options & PARAMS_REPLACE) RemoveAll();
         for (int32_t i = 0; i < count; ++i) {
             IPtr<IString> name;
             IPtr<IUnknown> entry;

@@ -14,8 +14,6 @@ namespace host {
 
 namespace {
 
-constexpr uint32_t kProgressKind = 0x70000000u;
-constexpr uint32_t kStatusKind = 0x10000000u;
 constexpr wchar_t kSection[] = L"ConsoleLineDisplay";
 constexpr char kEraseLine[] = "\r\x1b[K";
 
@@ -30,7 +28,7 @@ std::wstring_view View(IString* s) {
     return View(view);
 }
 
-bool IsError(uint32_t kind) { return (kind & 0x80000000u) != 0; }
+bool IsError(uint32_t kind) { return (kind & LINE_ERROR) != 0; }
 
 std::wstring Compose(const ConsoleLine& line) {
     std::wstring out;
@@ -158,7 +156,7 @@ void ConsoleLineDisplay::FinishLocked() {
 }
 
 bool ConsoleLineDisplay::IsResult(const ConsoleLine& line) const {
-    if (line.kind == kStatusKind &&
+    if (line.kind == LINE_STATUS &&
         std::find(m_options.resultTitles.begin(), m_options.resultTitles.end(), line.title) !=
             m_options.resultTitles.end())
         return true;
@@ -185,7 +183,7 @@ void ConsoleLineDisplay::WriteLive(const ConsoleLine& line) {
         WriteOwnLine(SanitizeLine(line.text));
         return;
     }
-    if (line.kind == kStatusKind) ++m_count;
+    if (line.kind == LINE_STATUS) ++m_count;
     m_status = Compose(line);
     const Clock::time_point now = Clock::now();
     if (!m_drawn || now - m_lastDraw >= m_options.refresh) DrawStatus();

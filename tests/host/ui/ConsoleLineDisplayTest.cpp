@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr uint32_t kProgress = 0x70000000u;
-constexpr uint32_t kStatus = 0x10000000u;
-constexpr uint32_t kError = 0x80000000u;
-constexpr uint32_t kUploadError = 0xF0000000u;
+constexpr uint32_t kProgress = LINE_PROGRESS;
+constexpr uint32_t kStatus = LINE_STATUS;
+constexpr uint32_t kError = LINE_ERROR;
+constexpr uint32_t kUploadError = LINE_UPLOAD_ERROR;
 
 // An anonymous temporary file standing in for the console.
 class Capture final {

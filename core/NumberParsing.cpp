@@ -22,7 +22,8 @@ int _IS2Integer(CREFString text, int base) {
     bool letters = base >= 11 && base <= 16;
     for (; i < text.m_Length; ++i) {
         wchar_t ch = c[i];
-        if (ch >= 0 && ch < 256) ch = static_cast<wchar_t>(std::toupper(static_cast<int>(ch)));
+        // wchar_t is signed on x86-64 and unsigned on arm64: compare it unsigned.
+        if (static_cast<uint32_t>(ch) < 256) ch = static_cast<wchar_t>(std::toupper(static_cast<int>(ch)));
         uint32_t digit;
         if (ch >= L'0' && ch <= L'9') digit = static_cast<uint32_t>(ch - L'0');
         else if (letters && ch >= L'A' && ch <= L'F') digit = static_cast<uint32_t>(ch - L'A' + 10);

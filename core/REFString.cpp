@@ -184,8 +184,8 @@ HRESULT CREFString::Split(CREFString* left, CREFString* right, CREFString separa
     }
     if (separators.m_Length > 0) {
         for (int32_t i = 0; i < length; ++i) {
-            wchar_t c = text[i];
-            if (InSet(c, separators) || (stopAtControl && c >= 0 && c < 32)) {
+            wchar_t c = text[i]; // signed on x86-64, unsigned on arm64: compared unsigned
+            if (InSet(c, separators) || (stopAtControl && static_cast<uint32_t>(c) < 32)) {
                 SetView(left, text, i);
                 SetView(right, text + i, length - i);
                 return S_OK;

@@ -1,6 +1,7 @@
 #include "host/values/ValueText.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cstdio>
 
 #include "host/values/HostStrings.h"
@@ -15,7 +16,8 @@ std::wstring Widen(const char* text, size_t length) { return std::wstring(text, 
 bool Narrow(std::wstring_view text, std::string* out) {
     out->clear();
     for (wchar_t c : text) {
-        if (c < 0 || c > 127) return false;
+        // Unsigned, whether wchar_t is signed (x86-64) or not (arm64).
+        if (static_cast<uint32_t>(c) > 127) return false;
         *out += static_cast<char>(c);
     }
     return true;

@@ -11,10 +11,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
+
+#include "support/Emulator.h"
 
 extern char** environ;
 
@@ -43,6 +46,8 @@ struct SpawnOptions {
 pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath,
             const SpawnOptions& options = {}) {
     std::vector<std::string> copies(options.launcher);
+    // The launcher (setpriv) starts the emulator, which starts shadow.
+    for (std::string& word : testsupport::EmulatorWords()) copies.push_back(std::move(word));
     copies.push_back(ShadowPath());
     copies.insert(copies.end(), args.begin(), args.end());
     std::string program = copies.front();
@@ -57,9 +62,10 @@ pid_t Spawn(const std::vector<std::string>& args, const std::string& outPath, co
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, outPath.c_str(), options.outFlags, 0);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errPath.c_str(), O_WRONLY | O_TRUNC, 0);
     pid_t pid = -1;
-    int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), options.environment);
+    // The emulator may be given by name only: look it up in PATH.
+    int rc = posix_spawnp(&pid, program.c_str(), &actions, nullptr, argv.data(), options.environment);
     posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0) throw std::runtime_error("cannot start " + program);
+    if (rc != 0) throw std::runtime_error("cannot start " + program + ": " + std::strerror(rc));
     return pid;
 }
 

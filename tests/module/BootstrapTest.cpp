@@ -11,6 +11,7 @@
 #include <string>
 
 #include "module/Module.h"
+#include "support/Emulator.h"
 
 namespace {
 
@@ -77,9 +78,12 @@ TEST(BootstrapMissing, CreateObjectPrintsTheMessageAndReturnsNull) {
     fs::create_directories(dir);
     fs::path report = dir / "report.txt";
     std::string self = fs::read_symlink("/proc/self/exe").string();
-    const std::string command = "cd '" + dir.string() + "' && SHADOW_BOOTSTRAP_REPORT='" + report.string() + "' '" +
-                                self + "' --gtest_filter=BootstrapChild.DISABLED_MissingModule"
-                                       " --gtest_also_run_disabled_tests >/dev/null";
+    std::string emulator;
+    for (const std::string& word : testsupport::EmulatorWords()) emulator += "'" + word + "' ";
+    const std::string command = "cd '" + dir.string() + "' && SHADOW_BOOTSTRAP_REPORT='" + report.string() + "' " +
+                                emulator + "'" + self +
+                                "' --gtest_filter=BootstrapChild.DISABLED_MissingModule"
+                                " --gtest_also_run_disabled_tests >/dev/null";
     EXPECT_EQ(std::system(command.c_str()), 0);
 
     std::ifstream in(report);

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs all tests: a normal build, then the whole suite
 # under AddressSanitizer with UndefinedBehaviorSanitizer, then the step and
-# integration tests under ThreadSanitizer.
+# integration tests under ThreadSanitizer, and last the whole suite
+# cross-built for 64-bit Arm and run under qemu-user (scripts/test-arm64.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -25,3 +26,5 @@ ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address ""
 echo "== ThreadSanitizer (steps and integration)"
 TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration" \
   -L 'step|integration|components' -E '_NOT_BUILT'
+echo "== 64-bit Arm (cross-built, run under qemu-user)"
+bash scripts/test-arm64.sh

@@ -1,30 +1,17 @@
 #include "cli/FailureWatch.h"
 
-#include <atomic>
+#include <mutex>
 
 #include "cli/HostRuntime.h"
 #include "cli/Text.h"
+#include "host/base/HostObject.h"
 
 namespace cli {
 
 // The line display subscribed to the event log. Lines come on the threads
 // that log them.
-class FailureWatch::Listener final : public IUILineDisplayable {
+class FailureWatch::Listener final : public host::HostObject<IUILineDisplayable> {
 public:
-    HRESULT QueryInterface(const IID& iid, void** out) override {
-        if (!out) return E_POINTER;
-        *out = nullptr;
-        if (iid != IID_IUnknown && iid != IID_IUILineDisplayable) return E_NOINTERFACE;
-        *out = static_cast<IUILineDisplayable*>(this);
-        AddRef();
-        return S_OK;
-    }
-    uint32_t AddRef() override { return m_refs.fetch_add(1, std::memory_order_acq_rel) + 1; }
-    uint32_t Release() override {
-        const uint32_t left = m_refs.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0) delete this;
-        return left;
-    }
     HRESULT DisplayLine(IString* title, IString* text, uint32_t kind) override {
         if (kind != LINE_ERROR && kind != LINE_UPLOAD_ERROR) return S_OK;
         std::wstring line = TextOf(title);
@@ -40,9 +27,8 @@ public:
     }
 
 private:
-    ~Listener() = default;
+    ~Listener() override = default;
 
-    std::atomic<uint32_t> m_refs{1};
     mutable std::mutex m_mutex;
     std::vector<std::string> m_lines;
 };

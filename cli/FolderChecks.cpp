@@ -16,6 +16,7 @@
 #include "cli/CliError.h"
 #include "cli/MountPoints.h"
 #include "cli/Text.h"
+#include "host/base/ScopedHandles.h"
 
 namespace cli {
 
@@ -38,37 +39,18 @@ std::optional<FolderId> IdOfPath(const std::string& path) {
     return IdOf(st);
 }
 
-class ScopedFD final {
-public:
-    explicit ScopedFD(int fd) : m_fd(fd) {}
-    ScopedFD(const ScopedFD&) = delete;
-    ScopedFD& operator=(const ScopedFD&) = delete;
-    ~ScopedFD() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    int Get() const { return m_fd; }
-    // Closes the held descriptor and holds `fd` instead.
-    void Reset(int fd) {
-        if (m_fd >= 0) ::close(m_fd);
-        m_fd = fd;
-    }
-    [[nodiscard]] int Release() { return std::exchange(m_fd, -1); }
-
-private:
-    int m_fd;
-};
 
 // The folder at `path` and every folder above it, as ".." leads up from it
 // to the root: through the folders its links really point to and across
 // mount points, as the kernel walks them. Empty when `path` cannot be opened.
 std::vector<FolderId> FolderChain(const std::string& path) {
     std::vector<FolderId> chain;
-    ScopedFD folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    host::ScopedFD folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     struct stat st;
     if (folder.Get() < 0 || ::fstat(folder.Get(), &st) != 0) return chain;
     chain.push_back(IdOf(st));
     for (;;) {
-        ScopedFD parent(::openat(folder.Get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        host::ScopedFD parent(::openat(folder.Get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (parent.Get() < 0 || ::fstat(parent.Get(), &st) != 0) break;
         if (IdOf(st) == chain.back()) break; // the root is its own parent
         chain.push_back(IdOf(st));

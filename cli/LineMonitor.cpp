@@ -48,23 +48,6 @@ LineMonitor::LineMonitor(IComponentCollection* components, IPtr<IUILineDisplayab
                          std::wstring resultTitle)
     : m_components(components), m_display(std::move(display)), m_live(live), m_resultTitle(std::move(resultTitle)) {}
 
-HRESULT LineMonitor::QueryInterface(const IID& iid, void** out) {
-    if (!out) return E_POINTER;
-    *out = nullptr;
-    if (iid != IID_IUnknown && iid != IID_IUILineDisplayable) return E_NOINTERFACE;
-    *out = static_cast<IUILineDisplayable*>(this);
-    AddRef();
-    return S_OK;
-}
-
-uint32_t LineMonitor::AddRef() { return m_refs.fetch_add(1, std::memory_order_acq_rel) + 1; }
-
-uint32_t LineMonitor::Release() {
-    uint32_t left = m_refs.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if (left == 0) delete this;
-    return left;
-}
-
 HRESULT LineMonitor::DisplayLine(IString* title, IString* text, uint32_t kind) {
     if (kind & LINE_ERROR) m_errors.fetch_add(1); // LINE_ERROR and LINE_UPLOAD_ERROR
     bool progress = kind == LINE_PROGRESS || kind == LINE_STATUS;

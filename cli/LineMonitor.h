@@ -8,13 +8,14 @@
 #include <mutex>
 #include <string>
 
+#include "host/base/HostObject.h"
 #include "sdk/Framework.h"
 
 namespace cli {
 
 class HostRuntime;
 
-class LineMonitor final : public IUILineDisplayable {
+class LineMonitor final : public host::HostObject<IUILineDisplayable> {
 public:
     // Creates the host's "ConsoleLineDisplay" writing to stdout, in live
     // mode or with every line printed. Lines of kind 0x10000000 under
@@ -22,9 +23,6 @@ public:
     // live mode keeps. Throws CliError when the runtime has no console display.
     static IPtr<LineMonitor> Create(const HostRuntime& runtime, bool live, const std::wstring& resultTitle);
 
-    HRESULT QueryInterface(const IID& iid, void** out) override;
-    uint32_t AddRef() override;
-    uint32_t Release() override;
     HRESULT DisplayLine(IString* title, IString* text, uint32_t kind) override;
 
     // While set, progress titles carry the copied and deleted bytes of this
@@ -42,7 +40,7 @@ public:
 private:
     LineMonitor(IComponentCollection* components, IPtr<IUILineDisplayable> display, bool live,
                 std::wstring resultTitle);
-    ~LineMonitor() = default;
+    ~LineMonitor() override = default;
 
     IPtr<IString> ProgressTitle(IString* title);
 
@@ -53,7 +51,6 @@ private:
     std::mutex m_watchLock;
     IPtr<IShadow> m_shadow;
     std::atomic<int> m_errors{0};
-    std::atomic<uint32_t> m_refs{1};
 };
 
 // "12.3 KB": a byte count for people, in units of 1024.

@@ -1,6 +1,9 @@
-// The base of every host component: an atomic reference count and a
-// QueryInterface that answers each listed interface and the interfaces it
-// derives from. The first listed interface also stands for IUnknown.
+// The base of every counted object of the host runtime and the command line:
+// an atomic reference count and a QueryInterface that answers each listed
+// interface and the interfaces it derives from. The first listed interface
+// also stands for IUnknown. Objects are made with one reference and
+// destroyed by the Release that drops the last one; destructors are not
+// public.
 #pragma once
 
 #include <atomic>
@@ -35,7 +38,12 @@ public:
     uint32_t AddRef() override { return m_refs.fetch_add(1, std::memory_order_acq_rel) + 1; }
     uint32_t Release() override {
         uint32_t left = m_refs.fetch_sub(1, std::memory_order_acq_rel) - 1;
-        if (left == 0) delete this;
+        if (left == 0) {
+            // Stabilised: a clean-up in the destructor that takes and drops
+            // a reference must not bring the count to zero a second time.
+            m_refs.store(1, std::memory_order_relaxed);
+            delete this;
+        }
         return left;
     }
 

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/base/ScopedHandles.h"
 #include "host/files/FileEntry.h"
 #include "host/text/FileNameEncoding.h"
 
@@ -18,9 +19,6 @@ namespace host {
 
 namespace {
 
-struct DirCloser {
-    void operator()(DIR* d) const { closedir(d); }
-};
 
 // A name as read from the folder: its bytes in the shared byte arena (each
 // followed by a terminator for fstatat) and the type readdir reported.
@@ -169,7 +167,7 @@ HRESULT FileNameCollection::Scan() {
         return E_FAIL;
     };
     if (text->folder.empty()) return fail(ENOENT);
-    std::unique_ptr<DIR, DirCloser> dir(opendir(FileNameToBytes(text->folder).c_str()));
+    ScopedDIR dir(opendir(FileNameToBytes(text->folder).c_str()));
     if (!dir) return fail(errno);
 
     // One pass over the folder collects the candidate names.

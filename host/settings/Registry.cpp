@@ -15,6 +15,7 @@
 
 #include "host/base/ComponentRegistry.h"
 #include "host/base/HostObject.h"
+#include "host/base/ScopedHandles.h"
 #include "host/collections/ItemCollection.h"
 #include "host/settings/IniDocument.h"
 #include "host/values/HostStrings.h"
@@ -78,32 +79,12 @@ bool ViewOf(tagREFString text, std::wstring_view* view) {
     return true;
 }
 
-// A descriptor closed when it goes out of scope.
-class FileHandle final {
-public:
-    explicit FileHandle(int fd) : m_fd(fd) {}
-    ~FileHandle() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    FileHandle(const FileHandle&) = delete;
-    FileHandle& operator=(const FileHandle&) = delete;
-    int Get() const { return m_fd; }
-    // Closes now and reports whether the close succeeded.
-    bool Close() {
-        int fd = m_fd;
-        m_fd = -1;
-        return fd < 0 || ::close(fd) == 0;
-    }
-
-private:
-    int m_fd;
-};
 
 HRESULT NoFile() { return Fail(E_FAIL, L"the registry has no file: set SHADOW_REGISTRY, XDG_CONFIG_HOME or HOME"); }
 
 HRESULT ReadDocument(const std::string& path, IniDocument* document) {
     if (path.empty()) return NoFile();
-    FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    ScopedFD file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (file.Get() < 0) {
         if (errno == ENOENT) {
             document->Parse({}, nullptr);
@@ -141,7 +122,7 @@ HRESULT WriteDocument(const std::string& path, const IniDocument& document) {
     static std::atomic<unsigned> counter{0};
     const std::string temporary =
         path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter.fetch_add(1));
-    FileHandle file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    ScopedFD file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.Get() < 0)
         return Fail(E_FAIL, L"cannot write the registry " + Wide(temporary) + L": " + SystemError(errno));
     struct stat existing {};
@@ -174,7 +155,7 @@ public:
     bool Held() const { return m_folder.Get() >= 0; }
 
 private:
-    FileHandle m_folder;
+    ScopedFD m_folder;
 };
 
 std::mutex& WriterMutex() {

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/base/ScopedHandles.h"
 #include "host/values/HostStrings.h"
 
 namespace host {
@@ -20,29 +21,6 @@ namespace {
 std::string SystemError(const char* what, const std::string& path, int error) {
     return std::string(what) + " '" + path + "': " + std::strerror(error);
 }
-
-struct FileCloser {
-    void operator()(FILE* f) const {
-        if (f) std::fclose(f);
-    }
-};
-using FileHandle = std::unique_ptr<FILE, FileCloser>;
-
-// Closes a descriptor unless released.
-class Descriptor final {
-public:
-    explicit Descriptor(int fd) : m_fd(fd) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() {
-        if (m_fd >= 0) ::close(m_fd);
-    }
-    int Get() const { return m_fd; }
-    int Release() { return std::exchange(m_fd, -1); }
-
-private:
-    int m_fd;
-};
 
 bool WriteAll(int fd, std::string_view content) {
     size_t done = 0;
@@ -60,7 +38,7 @@ bool WriteAll(int fd, std::string_view content) {
 // The process's file creation mask, read without changing it (changing it
 // for a moment would race with other threads creating files).
 mode_t CurrentUmask() {
-    FileHandle status(std::fopen("/proc/self/status", "r"));
+    ScopedFILE status(std::fopen("/proc/self/status", "r"));
     char line[256];
     while (status && std::fgets(line, sizeof line, status.get())) {
         unsigned int mask = 0;
@@ -78,7 +56,7 @@ mode_t ModeFor(const std::string& path) {
 } // namespace
 
 bool ReadWholeFile(const std::string& path, std::string& content, std::string& error) {
-    FileHandle file(std::fopen(path.c_str(), "rb"));
+    ScopedFILE file(std::fopen(path.c_str(), "rb"));
     if (!file) {
         error = SystemError("cannot open", path, errno);
         return false;
@@ -103,7 +81,7 @@ bool ReplaceFile(const std::string& path, std::string_view content, std::string&
     std::string pattern = path + ".tmp-XXXXXX";
     std::vector<char> name(pattern.begin(), pattern.end());
     name.push_back('\0');
-    Descriptor fd(::mkstemp(name.data()));
+    ScopedFD fd(::mkstemp(name.data()));
     if (fd.Get() < 0) {
         error = SystemError("cannot create a temporary file for", path, errno);
         return false;

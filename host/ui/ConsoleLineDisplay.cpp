@@ -280,7 +280,7 @@ HRESULT ConsoleLineDisplay::SetLocked(std::wstring_view key, std::wstring_view v
     if (key == L"Output") {
         if (value.empty()) return E_INVALIDARG;
         FILE* out = nullptr;
-        std::unique_ptr<FILE, FileCloser> owned;
+        ScopedFILE owned;
         if (value == L"stderr") {
             out = stderr;
         } else if (value == L"stdout") {

@@ -46,6 +46,7 @@
 #include <vector>
 
 #include "host/base/HostObject.h"
+#include "host/base/ScopedHandles.h"
 
 namespace host {
 
@@ -94,9 +95,6 @@ private:
     ~ConsoleLineDisplay() override;
 
     using Clock = std::chrono::steady_clock;
-    struct FileCloser {
-        void operator()(FILE* f) const { std::fclose(f); }
-    };
 
     void ApplyMode(ConsoleMode mode);
     bool IsResult(const ConsoleLine& line) const;
@@ -113,7 +111,7 @@ private:
 
     mutable std::mutex m_lock;
     ConsoleOptions m_options;
-    std::unique_ptr<FILE, FileCloser> m_ownedOut; // set when "Output" names a file
+    ScopedFILE m_ownedOut; // set when "Output" names a file
     std::wstring m_outputName = L"stderr";
     ConsoleMode m_requestedMode;
     ConsoleMode m_mode;

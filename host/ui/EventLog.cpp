@@ -13,16 +13,14 @@
 #include <memory>
 #include <vector>
 
+#include "host/base/ScopedHandles.h"
 #include "host/values/HostStrings.h"
 
 namespace host {
 
 namespace {
 
-struct FileCloser {
-    void operator()(std::FILE* f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
+using File = ScopedFILE;
 
 // One writer for the process: every line is written whole under its mutex.
 class EventLogWriter final {

@@ -6,9 +6,10 @@
 
 #include <gtest/gtest.h>
 
-#include "core/Helpers.h"
-#include "module/Module.h"
 #include "ViewText.h"
+#include "core/Helpers.h"
+#include "host/base/HostObject.h"
+#include "module/Module.h"
 
 namespace {
 
@@ -87,28 +88,15 @@ TEST(ISCreateUtf8, DecodesSequencesAndKeepsStrayBytes) {
 }
 
 // An object that answers IObjectInfo with a fixed registered name.
-class NamedObject final : public IObjectInfo {
+class NamedObject final : public host::HostObject<IObjectInfo> {
 public:
-    HRESULT QueryInterface(const IID& iid, void** out) override {
-        *out = iid == IID_IUnknown || iid == IID_IObjectInfo ? static_cast<IObjectInfo*>(this) : nullptr;
-        if (!*out) return E_NOINTERFACE;
-        AddRef();
-        return S_OK;
-    }
-    uint32_t AddRef() override { return ++m_refs; }
-    uint32_t Release() override {
-        uint32_t left = --m_refs;
-        if (left == 0) delete this;
-        return left;
-    }
     HRESULT GetName(int32_t, tagREFString* name) override {
         *name = REFLiteral(L"Shadow");
         return S_OK;
     }
 
 private:
-    ~NamedObject() = default;
-    std::atomic<uint32_t> m_refs{1};
+    ~NamedObject() override = default;
 };
 
 TEST(ISCreateVariant, GivesTheStringOrTheObjectName) {

@@ -12,8 +12,9 @@ namespace cli {
 
 // Decodes UTF-8; nullopt when the bytes are not well-formed UTF-8 (the
 // module would write such names back differently, so they are refused).
+// Both go through the host runtime's one codec (host/text/Utf8.h).
 std::optional<std::wstring> FromUtf8(std::string_view text);
-// Encodes wide text as UTF-8; code points that cannot be encoded become "?".
+// Encodes wide text as UTF-8; what is no code point becomes U+FFFD.
 std::string ToUtf8(std::wstring_view text);
 
 // Equal when they differ only in the case of ASCII letters.

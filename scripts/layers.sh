@@ -11,7 +11,7 @@ cd "$(dirname "$0")/.."
 # Each family's rank, lowest first; families of one rank stand side by side
 # and may not include each other.
 declare -A rank=(
-  [base]=0 [values]=1 [text]=2 [collections]=3 [runtime]=4
+  [base]=0 [text]=1 [values]=2 [collections]=3 [runtime]=4
   [files]=5 [streams]=5 [settings]=5 [parameters]=5 [ui]=5 [os]=5
   [transfer]=6 [transform]=6 [archive]=7
 )

@@ -2,14 +2,13 @@
 
 #include <cstdint>
 
-#include "host/values/HostStrings.h"
+#include "host/text/Utf8.h"
 
 namespace host {
 
 namespace {
 
 constexpr wchar_t kEscapeBase = 0xDC00;
-constexpr wchar_t kReplacement = 0xFFFD;
 
 } // namespace
 
@@ -50,22 +49,7 @@ void AppendFileNameBytes(std::wstring_view text, std::string& out) {
             out.push_back(static_cast<char>(cp - kEscapeBase));
             continue;
         }
-        if ((cp >= 0xD800 && cp <= 0xDFFF) || cp > 0x10FFFF) cp = kReplacement;
-        if (cp < 0x80) {
-            out.push_back(static_cast<char>(cp));
-        } else if (cp < 0x800) {
-            out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else if (cp < 0x10000) {
-            out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        } else {
-            out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-            out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-        }
+        AppendUtf8(out, cp);
     }
 }
 

@@ -198,17 +198,6 @@ CliResult BackgroundShadow::Wait() {
     return result;
 }
 
-TempFolder::TempFolder() {
-    std::string pattern = (fs::temp_directory_path() / "shadow-cli-tree-XXXXXX").string();
-    if (!mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
-    m_path = pattern;
-}
-
-TempFolder::~TempFolder() {
-    std::error_code ignored;
-    fs::remove_all(m_path, ignored);
-}
-
 void WriteFile(const fs::path& path, const std::string& content) {
     fs::create_directories(path.parent_path());
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
@@ -237,8 +226,11 @@ std::vector<std::string> TreeListing(const fs::path& root) {
 }
 
 bool TreesEqual(const fs::path& a, const fs::path& b) {
-    std::string command = "diff -r '" + a.string() + "' '" + b.string() + "' >/dev/null 2>&1";
-    return std::system(command.c_str()) == 0;
+    if (TreeListing(a) != TreeListing(b)) return false;
+    for (const auto& entry : fs::recursive_directory_iterator(a))
+        if (entry.is_regular_file() && ReadFile(entry.path()) != ReadFile(b / fs::relative(entry.path(), a)))
+            return false;
+    return true;
 }
 
 size_t CountOf(const std::string& text, const std::string& needle) {

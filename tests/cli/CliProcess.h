@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "support/TempFolder.h"
+
 namespace clitest {
 
 struct CliResult {
@@ -59,20 +61,7 @@ private:
     std::string m_errPath;
 };
 
-// A temporary folder removed with everything in it at the end of a test.
-class TempFolder final {
-public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-
-    const std::filesystem::path& Path() const { return m_path; }
-    std::string operator/(const std::string& relative) const { return (m_path / relative).string(); }
-
-private:
-    std::filesystem::path m_path;
-};
+using testsupport::TempFolder;
 
 // Writes a file (and the folders above it).
 void WriteFile(const std::filesystem::path& path, const std::string& content);

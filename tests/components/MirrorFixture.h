@@ -14,11 +14,13 @@
 #include <fstream>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "components/FileSystem.h"
+#include "support/TempFolder.h"
 #include "components/ShadowImpl.h"
 #include "core/Helpers.h"
 #include "module/Module.h"
@@ -132,10 +134,8 @@ inline std::vector<std::string> Names(const fs::path& folder) {
 class MirrorTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        root = fs::temp_directory_path() / ("shadow-mirror-" + std::to_string(::getpid()) + "-" +
-                                            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(root);
-        fs::create_directories(root);
+        m_folder.emplace("shadow-mirror");
+        root = m_folder->Path();
         // Failures of the runs go to a log of the test's own.
         ::setenv("SHADOW_EVENT_LOG", (root / "events.log").c_str(), 1);
         src = root / "src";
@@ -146,7 +146,7 @@ protected:
     }
     void TearDown() override {
         shadow.Release();
-        fs::remove_all(root);
+        m_folder.reset();
     }
 
     static void Write(const fs::path& path, const std::string& content) {
@@ -181,6 +181,9 @@ protected:
 
     fs::path root, src, dst;
     IPtr<IShadow> shadow;
+
+private:
+    std::optional<testsupport::TempFolder> m_folder;
 };
 
 // A mirror test run twice: with unnamed work files, and with work files

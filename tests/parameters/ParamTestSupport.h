@@ -18,6 +18,7 @@
 #include "module/Module.h"
 #include "module/Object.h"
 #include "parameters/InputParametersImpl.h"
+#include "support/TempFolder.h"
 
 namespace paramtest {
 
@@ -201,17 +202,8 @@ public:
     }
 
 private:
-    TestRegistry() {
-        char folder[] = "/tmp/shadow-params-XXXXXX";
-        if (mkdtemp(folder)) m_folder = folder;
-        m_file = m_folder + "/registry.ini";
-        setenv("SHADOW_REGISTRY", m_file.c_str(), 1);
-    }
-    ~TestRegistry() {
-        std::remove(m_file.c_str());
-        rmdir(m_folder.c_str());
-    }
-    std::string m_folder;
+    TestRegistry() : m_file(m_folder.File("registry.ini")) { setenv("SHADOW_REGISTRY", m_file.c_str(), 1); }
+    testsupport::TempFolder m_folder{"shadow-params"};
     std::string m_file;
 };
 

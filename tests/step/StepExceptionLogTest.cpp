@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "StepProbes.h"
+#include "support/TempFolder.h"
 
 namespace {
 
@@ -38,17 +39,14 @@ protected:
     void SetUp() override {
         // A new folder each time: the host keeps every log file it wrote
         // to open, so a path must not be reused within the process.
-        static int run = 0;
-        dir = fs::temp_directory_path() /
-              ("shadow-step-log-" + std::to_string(getpid()) + "-" + std::to_string(++run));
-        fs::remove_all(dir);
-        fs::create_directories(dir);
+        m_folder.emplace("shadow-step-log");
+        dir = m_folder->Path();
         if (const char* old = std::getenv("SHADOW_EVENT_LOG")) saved = old;
     }
     void TearDown() override {
         if (saved) setenv("SHADOW_EVENT_LOG", saved->c_str(), 1);
         else unsetenv("SHADOW_EVENT_LOG");
-        fs::remove_all(dir);
+        m_folder.reset();
     }
 
     // Points the event log at a new file for the next lines.
@@ -67,6 +65,7 @@ protected:
 
     fs::path dir;
     std::optional<std::string> saved;
+    std::optional<testsupport::TempFolder> m_folder;
 };
 
 TEST_F(StepExceptionLog, SynchronousStepReturnsMinus999AndLogsOneLine) {

@@ -14,6 +14,7 @@
 #include "host/runtime/GlobalComponentCollection.h"
 #include "host/streams/StreamErrorText.h"
 #include "host/values/HostStrings.h"
+#include "support/TempFolder.h"
 
 namespace hosttest {
 
@@ -119,29 +120,7 @@ inline void SetFilename(IUnknown* stream, const std::string& path) {
     ASSERT_EQ(archive->put_Filename(host::MakeString(host::FromUtf8(path)).Get()), S_OK);
 }
 
-// A private folder removed with everything in it at the end of the test.
-class TempDir final {
-public:
-    TempDir() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "hosttest-XXXXXX").string();
-        if (!mkdtemp(pattern.data())) ADD_FAILURE() << "mkdtemp failed";
-        m_path = pattern;
-    }
-    ~TempDir() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
-    // Names are bytes relative to the folder.
-    std::string File(const std::string& name) const { return m_path.string() + "/" + name; }
-    std::string Root() const { return m_path.string(); }
-    const std::filesystem::path& Path() const { return m_path; }
-
-private:
-    std::filesystem::path m_path;
-};
+using TempDir = testsupport::TempFolder;
 
 inline void WriteFile(const std::filesystem::path& path, const std::string& content) {
     std::ofstream(path, std::ios::binary) << content;

@@ -81,6 +81,10 @@ public:
     uint32_t Release() override {
         const uint32_t left = m_Count.fetch_sub(1, std::memory_order_acq_rel) - 1;
         if (left != 0) return left;
+        // Stabilised for the teardown: a FinalRelease that takes and drops a
+        // reference must not bring the count to zero a second time. Only
+        // calls made during the teardown see the difference.
+        m_Count.store(1, std::memory_order_relaxed);
         Destroy(static_cast<C*>(this));
         return 0;
     }

@@ -68,6 +68,14 @@ TEST_F(ComponentObject, CreatedWithOneReferenceAndDestroyedByTheLastRelease) {
     EXPECT_EQ(step->Release(), 0u);
     EXPECT_EQ(CProbe::log.finalReleased, 1);
     EXPECT_EQ(CProbe::log.destroyed, 1);
+
+    // A final release that takes and drops a reference tears down once.
+    CProbe::referencesItselfInFinalRelease = true;
+    IStep* again = Create<IStep>(IID_IStep);
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->Release(), 0u);
+    EXPECT_EQ(CProbe::log.finalReleased, 2);
+    EXPECT_EQ(CProbe::log.destroyed, 2);
 }
 
 TEST_F(ComponentObject, ConcurrentReferencesTearDownExactlyOnce) {

@@ -25,6 +25,7 @@ public:
     static inline HRESULT finalConstructResult = S_OK;
     static inline bool finalConstructThrows = false;
     static inline IInputParameters* inputParameters = nullptr;
+    static inline bool referencesItselfInFinalRelease = false;
 
     CProbe() { ++log.constructed; }
     ~CProbe() { ++log.destroyed; }
@@ -39,7 +40,13 @@ public:
         if (finalConstructThrows) throw std::runtime_error("construction failed");
         return finalConstructResult;
     }
-    void FinalRelease() override { ++log.finalReleased; }
+    void FinalRelease() override {
+        ++log.finalReleased;
+        if (referencesItselfInFinalRelease) {
+            AddRef();
+            Release();
+        }
+    }
 
     IInputParameters* GetInputParameters() { return inputParameters; }
 
@@ -58,5 +65,6 @@ public:
         finalConstructResult = S_OK;
         finalConstructThrows = false;
         inputParameters = nullptr;
+        referencesItselfInFinalRelease = false;
     }
 };

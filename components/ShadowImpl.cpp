@@ -12,6 +12,7 @@
 
 #include "components/FileSystem.h"
 #include "core/Helpers.h"
+#include "sdk/ScopeExit.h"
 
 namespace {
 
@@ -285,10 +286,7 @@ HRESULT CShadow::Execute(CStopEvent* stop) {
     m_Executing.store(1, std::memory_order_release);
     m_CopyStatistics.Clear();
     m_DeleteStatistics.Clear();
-    struct ExecutingFlag {
-        std::atomic<int16_t>& flag;
-        ~ExecutingFlag() { flag.store(0, std::memory_order_release); }
-    } executing{m_Executing};
+    ScopeExit idle([this] { m_Executing.store(0, std::memory_order_release); });
 
     CREFString trimmed = TrimPath(View(sourceText.Get()));
     CREFString target = View(destination.Get());

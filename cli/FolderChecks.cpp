@@ -16,7 +16,7 @@
 #include "cli/CliError.h"
 #include "cli/MountPoints.h"
 #include "cli/Text.h"
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 
 namespace cli {
 
@@ -45,12 +45,12 @@ std::optional<FolderId> IdOfPath(const std::string& path) {
 // mount points, as the kernel walks them. Empty when `path` cannot be opened.
 std::vector<FolderId> FolderChain(const std::string& path) {
     std::vector<FolderId> chain;
-    host::ScopedFD folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ScopedFD folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     struct stat st;
     if (folder.Get() < 0 || ::fstat(folder.Get(), &st) != 0) return chain;
     chain.push_back(IdOf(st));
     for (;;) {
-        host::ScopedFD parent(::openat(folder.Get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        ScopedFD parent(::openat(folder.Get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (parent.Get() < 0 || ::fstat(parent.Get(), &st) != 0) break;
         if (IdOf(st) == chain.back()) break; // the root is its own parent
         chain.push_back(IdOf(st));

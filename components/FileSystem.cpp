@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "components/FileDescriptor.h"
+#include "sdk/ScopedHandles.h"
 #include "core/Helpers.h"
 
 namespace {
@@ -173,7 +173,7 @@ private:
     bool CreateNamed() {
         for (int attempt = 0; attempt < 16; ++attempt) {
             std::string name = WorkFileName();
-            FileDescriptor fd(::openat(m_folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+            ScopedFD fd(::openat(m_folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                                        0600));
             if (!fd.IsOpen()) {
                 if (errno == EEXIST) continue;
@@ -226,19 +226,18 @@ private:
 
     int m_folder;
     std::string m_name; // empty while the file has no name
-    FileDescriptor m_fd;
+    ScopedFD m_fd;
     bool m_committed = false;
 };
 
 // The process's umask, read without changing it; 022 when it cannot be
 // read.
 mode_t CurrentUmask() {
-    if (FILE* status = std::fopen("/proc/self/status", "re")) {
+    if (ScopedFILE status{std::fopen("/proc/self/status", "re")}) {
         char line[256];
         unsigned mask = 022;
-        while (std::fgets(line, sizeof line, status))
+        while (std::fgets(line, sizeof line, status.get()))
             if (std::sscanf(line, "Umask: %o", &mask) == 1) break;
-        std::fclose(status);
         return static_cast<mode_t>(mask);
     }
     return 022;
@@ -273,7 +272,7 @@ HRESULT OSCopyFileAt(const char* source, int folder, const char* name, short ove
     OSError& why = error ? *error : unused;
     why = OSError{};
 
-    FileDescriptor in(::open(source, O_RDONLY | O_CLOEXEC));
+    ScopedFD in(::open(source, O_RDONLY | O_CLOEXEC));
     if (!in.IsOpen()) return Fail(why, errno);
     struct stat before {};
     if (::fstat(in.Get(), &before) != 0) return Fail(why, errno);
@@ -316,7 +315,7 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
     const std::string folder = !slash                ? std::string(".")
                                : slash == to.get() ? std::string("/")
                                                    : std::string(to.get(), static_cast<size_t>(slash - to.get()));
-    FileDescriptor parent(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ScopedFD parent(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!parent.IsOpen()) return E_FAIL;
     return OSCopyFileAt(from.get(), parent.Get(), slash ? slash + 1 : to.get(), overwrite, nullptr);
 }
@@ -324,17 +323,18 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
 void OSUseUnnamedWorkFiles(bool use) { g_unnamedWorkFiles.store(use, std::memory_order_relaxed); }
 
 void OSRemoveStaleWorkFiles(int folder) {
-    FileDescriptor listing(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    ScopedFD listing(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!listing.IsOpen()) return;
-    DIR* dir = ::fdopendir(listing.Get());
-    if (!dir) return;
-    (void)listing.Release(); // the stream owns the descriptor now
     std::vector<std::string> stale;
-    while (const dirent* entry = ::readdir(dir))
-        if (IsCopyWorkFileName(entry->d_name, std::strlen(entry->d_name))) stale.emplace_back(entry->d_name);
-    ::closedir(dir);
+    {
+        ScopedDIR dir{::fdopendir(listing.Get())};
+        if (!dir) return;
+        (void)listing.Release(); // the stream owns the descriptor now
+        while (const dirent* entry = ::readdir(dir.get()))
+            if (IsCopyWorkFileName(entry->d_name, std::strlen(entry->d_name))) stale.emplace_back(entry->d_name);
+    }
     for (const std::string& name : stale) {
-        FileDescriptor work(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        ScopedFD work(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
         // Locked by its writer while a copy runs; a lock we get means no
         // copy holds it any more.
         if (work.IsOpen() && ::flock(work.Get(), LOCK_EX | LOCK_NB) == 0) ::unlinkat(folder, name.c_str(), 0);
@@ -361,14 +361,8 @@ HRESULT OSCreateFolder(CREFString path) {
 HRESULT OSVerify(CREFString path) {
     if (path.m_Length <= 0) return E_FAIL;
     const std::unique_ptr<char[]> narrow = OSPath(path);
-    if (DIR* folder = ::opendir(narrow.get())) {
-        ::closedir(folder);
-        return 1;
-    }
-    if (FILE* file = std::fopen(narrow.get(), "rb")) {
-        std::fclose(file);
-        return 0;
-    }
+    if (ScopedDIR{::opendir(narrow.get())}) return 1;
+    if (ScopedFILE{std::fopen(narrow.get(), "rb")}) return 0;
     return E_FAIL;
 }
 

@@ -21,7 +21,7 @@
 #include <deque>
 #include <string>
 
-#include "components/FileDescriptor.h"
+#include "sdk/ScopedHandles.h"
 #include "components/FileSystem.h"
 
 class PassFolders final {
@@ -29,7 +29,7 @@ public:
     struct Level {
         std::wstring destination; // the destination folder's path
         std::string name;         // its name in the level above (UTF-8); empty for a top folder
-        FileDescriptor folder;    // not open when the folder could not be entered
+        ScopedFD folder;    // not open when the folder could not be entered
         OSError error;            // why it could not
         std::string source;       // the guarded source folder of a clean pass (UTF-8)
         OSFolderIdentity sourceIdentity;

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 #include "host/files/FileEntry.h"
 #include "host/text/FileNameEncoding.h"
 

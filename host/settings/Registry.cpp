@@ -15,7 +15,7 @@
 
 #include "host/base/ComponentRegistry.h"
 #include "host/base/HostObject.h"
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 #include "host/collections/ItemCollection.h"
 #include "host/settings/IniDocument.h"
 #include "host/values/HostStrings.h"

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 #include "host/values/HostStrings.h"
 
 namespace host {
@@ -92,7 +92,7 @@ bool ReplaceFile(const std::string& path, std::string_view content, std::string&
     ::fchmod(fd.Get(), ModeFor(path));
     bool ok = WriteAll(fd.Get(), content) && ::fsync(fd.Get()) == 0;
     int saved = errno;
-    if (::close(fd.Release()) != 0 && ok) {
+    if (!fd.Close() && ok) {
         ok = false;
         saved = errno;
     }

@@ -46,7 +46,7 @@
 #include <vector>
 
 #include "host/base/HostObject.h"
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 
 namespace host {
 

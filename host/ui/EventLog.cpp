@@ -13,7 +13,7 @@
 #include <memory>
 #include <vector>
 
-#include "host/base/ScopedHandles.h"
+#include "sdk/ScopedHandles.h"
 #include "host/values/HostStrings.h"
 
 namespace host {

@@ -1,6 +1,7 @@
-// The one owner of each kind of operating-system handle in the host runtime
-// and the command line: a file descriptor, a stdio stream, a folder stream.
-// Each closes what it holds when it goes; none is copied.
+// The one owner of each kind of operating-system handle, for the module, the
+// host runtime and the command line alike: a file descriptor, a stdio
+// stream, a folder stream. Each closes what it holds when it goes; none is
+// copied.
 #pragma once
 
 #include <dirent.h>
@@ -9,8 +10,6 @@
 #include <cstdio>
 #include <memory>
 #include <utility>
-
-namespace host {
 
 // A file descriptor (-1 for none).
 class ScopedFD final {
@@ -58,4 +57,3 @@ struct DIRCloser {
 // A folder stream (null for none).
 using ScopedDIR = std::unique_ptr<DIR, DIRCloser>;
 
-} // namespace host

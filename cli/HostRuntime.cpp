@@ -58,7 +58,7 @@ std::unique_ptr<HostRuntime> HostRuntime::Start(const std::string& folder) {
     int32_t length = static_cast<int32_t>(sizeof kCollectionName / sizeof kCollectionName[0] - 1);
     if (FAILED(createFunction(length, kCollectionName, &creator)) || !creator)
         throw Failure("the host runtime " + runtimePath + " offers no GlobalComponentCollection");
-    IID iid = IID_IComponentCollection;
+    IID iid = IPtr<IComponentCollection>::Id();
     creator(nullptr, &iid, runtime->m_components.OutVoid());
     if (!runtime->m_components) throw Failure("the host runtime could not create its component collection");
 
@@ -80,7 +80,7 @@ IPtr<IString> MakeHostString(IComponentCollection* components, std::wstring_view
     IPtr<ICreatableString> string;
     wchar_t name[] = L"CreatableString";
     components->CreateComponent(tagREFString{static_cast<int32_t>(std::size(name) - 1), name},
-                                &IID_ICreatableString, string.OutVoid());
+                                &IPtr<ICreatableString>::Id(), string.OutVoid());
     if (!string || FAILED(string->SetString(text.data(), static_cast<int32_t>(text.size())))) return {};
     return IPtr<IString>(string.Get());
 }

@@ -52,7 +52,8 @@ IComponentString* FillSlot(ComponentStringSlot& slot, const wchar_t* component) 
         // No host (or it lacks the component): describe the component
         // ourselves with a component string of the collection module.
         CreatorFunction creator = MODULECreateFunction(REFLiteral(L"CollectionsEx"), REFLiteral(L"ComponentString"));
-        if (creator) creator(nullptr, &IID_IComponentString, found.OutVoid());
+        IID iid = IPtr<IComponentString>::Id();
+        if (creator) creator(nullptr, &iid, found.OutVoid());
         if (found) {
             found->SetField(COMPONENT_FIELD_MODULE, REFLiteral(L"Collections"));
             found->SetField(COMPONENT_FIELD_NAME, REFLiteral(component));

@@ -101,9 +101,10 @@ IComponentCollection* GLOBALComponents() {
         CreatorFunction creator =
             MODULECreateFunction(REFLiteral(L"CollectionsEx"), REFLiteral(L"GlobalComponentCollection"));
         if (creator) {
-            IComponentCollection* made = nullptr;
-            creator(nullptr, &IID_IComponentCollection, reinterpret_cast<void**>(&made));
-            gGlobalComponentCollection.Attach(made);
+            IID iid = IPtr<IComponentCollection>::Id();
+            IPtr<IComponentCollection> made;
+            creator(nullptr, &iid, made.OutVoid());
+            gGlobalComponentCollection = std::move(made);
         }
     }
     IComponentCollection* collection = gGlobalComponentCollection.Get();

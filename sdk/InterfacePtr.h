@@ -84,6 +84,10 @@ public:
         return r;
     }
 
+    // The identifier of T, for the calls whose protocol takes one beside
+    // the out-parameter: creator(&IPtr<IVariant>::Id(), variant.OutVoid()).
+    static const IID& Id() { return InterfaceInfo<T>::Id(); }
+
     T* Get() const { return m_p; }
     T* operator->() const { return m_p; }
     explicit operator bool() const { return m_p != nullptr; }

@@ -113,7 +113,7 @@ HRESULT InputParameters::IsCollectionLocked() { return m_locked.load() ? 1 : 0; 
 
 IPtr<IInputParameter> InputParameters::AppendInput(IString* name, const IID* iid) {
     IPtr<IInputParameter> input;
-    if (FAILED(CreateInputParameter(&IID_IInputParameter, input.OutVoid())) || !input) return {};
+    if (FAILED(CreateInputParameter(&IPtr<IInputParameter>::Id(), input.OutVoid())) || !input) return {};
     input->put_Name(name);
     input->put_Interface(iid);
     OwnedLockGuard guard(m_lock);

@@ -32,7 +32,7 @@ HRESULT CreatePersisted(const std::wstring& component, IDataStream* from, IUnkno
     *object = nullptr;
     const tagREFString name{static_cast<int32_t>(component.size()), const_cast<wchar_t*>(component.c_str())};
     IPtr<IDataPersist> persist;
-    if (FAILED(GlobalCollection()->CreateComponent(name, &IID_IDataPersist, persist.OutVoid())) || !persist) {
+    if (FAILED(GlobalCollection()->CreateComponent(name, &IPtr<IDataPersist>::Id(), persist.OutVoid())) || !persist) {
         error = "cannot create a persistable object of component '" + ToUtf8(component) + "'";
         return E_FAIL;
     }

@@ -44,7 +44,7 @@ void LogOnce(const std::wstring& text) {
     HostCreator creator = FindHostComponent(REFLiteral(L"EventLogGlobal"));
     if (!creator) return;
     IPtr<IUILineDisplayable> log;
-    if (FAILED(creator(&IID_IUILineDisplayable, log.OutVoid())) || !log) return;
+    if (FAILED(creator(&IPtr<IUILineDisplayable>::Id(), log.OutVoid())) || !log) return;
     log->DisplayLine(MakeString(L"Registry").Get(), MakeString(text).Get(), LINE_ERROR);
     // Errors are rare: push each one to the disk at once.
     if (IPtr<IFileArchive> file = log.Query<IFileArchive>()) file->Save();

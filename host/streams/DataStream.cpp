@@ -27,7 +27,7 @@ HRESULT CreateDataStream(const IID* iid, void** out) { return CreateHostComponen
 
 IPtr<IDataStream> NewDataStream(std::string_view bytes) {
     IPtr<IDataStream> stream;
-    if (FAILED(CreateDataStream(&IID_IDataStream, stream.OutVoid()))) return {};
+    if (FAILED(CreateDataStream(&IPtr<IDataStream>::Id(), stream.OutVoid()))) return {};
     unsigned int written = 0;
     if (!bytes.empty() && FAILED(stream->Write(bytes.data(), static_cast<unsigned int>(bytes.size()), &written)))
         return {};

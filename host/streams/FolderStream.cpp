@@ -129,8 +129,10 @@ public:
             m_node->Append(FolderEntry{folderName, SubFolder{node}});
             ++m_state->revision;
         }
-        return CreateHostComponent<FolderStream>(&IID_IFolderStream, reinterpret_cast<void**>(folder), m_state,
-                                                 std::move(node));
+        IPtr<IFolderStream> made;
+        hr = CreateHostComponent<FolderStream>(made, m_state, std::move(node));
+        *folder = made.Detach();
+        return hr;
     }
 
     // ---- IFolderStream: reading

@@ -257,7 +257,10 @@ public:
         if (FAILED(hr)) return hr;
         pugi::xml_node first = FirstElementChild(ReadNode());
         if (!first) return E_FAIL;
-        return CreateHostComponent<XMLStream>(&IID_IXMLStream, reinterpret_cast<void**>(child), m_state, first);
+        IPtr<IXMLStream> made;
+        hr = CreateHostComponent<XMLStream>(made, m_state, first);
+        *child = made.Detach();
+        return hr;
     }
 
     HRESULT Next() override {

@@ -21,7 +21,7 @@ IPtr<IString> MakeFixedString(std::wstring_view text) {
 
 IPtr<ICreatableString> NewString() {
     IPtr<ICreatableString> s;
-    CreateCreatableString(&IID_ICreatableString, s.OutVoid());
+    CreateCreatableString(&IPtr<ICreatableString>::Id(), s.OutVoid());
     return s;
 }
 
@@ -34,7 +34,7 @@ std::wstring ToWide(IString* text) {
 
 IPtr<IVariant> NewVariant() {
     IPtr<IVariant> v;
-    CreateVariant(&IID_IVariant, v.OutVoid());
+    CreateVariant(&IPtr<IVariant>::Id(), v.OutVoid());
     return v;
 }
 

@@ -73,14 +73,18 @@ struct Item {
     int32_t flags = 0;
 };
 
-// A bare component holding `items`, added in order.
-inline IPtr<IParametersCreatable> MakeBare(std::initializer_list<Item> items = {}) {
-    IPtr<IParametersCreatable> params = Make<CBareParams, IParametersCreatable>(IID_IParametersCreatable);
+// Adds `items` in order to any creatable collection.
+inline IPtr<IParametersCreatable> Fill(IPtr<IParametersCreatable> params, std::initializer_list<Item> items) {
     for (const Item& item : items) {
         IPtr<IString> name = item.name ? Str(item.name) : IPtr<IString>();
-        params->Add(name.Get(), item.value, item.descriptor, item.flags);
+        EXPECT_EQ(params->Add(name.Get(), item.value, item.descriptor, item.flags), S_OK);
     }
     return params;
+}
+
+// A bare component holding `items`, added in order.
+inline IPtr<IParametersCreatable> MakeBare(std::initializer_list<Item> items = {}) {
+    return Fill(Make<CBareParams, IParametersCreatable>(IID_IParametersCreatable), items);
 }
 
 inline std::wstring W(IString* text) {

@@ -1,115 +1,152 @@
-// The parameter collection: lookup, access, Set, Copy, Sort, growth and
-// index checks.
+// The rules every parameter collection keeps, run against both collections:
+// the module's (IParametersImpl, on a bare test component) and the host's
+// "ParametersCreatable". Lookup, access, Set, Get, Copy, Sort, growth, the
+// locked flag and index checks. What only the module's collection does is
+// at the end of this file; what only the host's does is in
+// tests/host/parameters/ParametersCreatableTest.cpp.
 #include "ParamTestSupport.h"
+
+#include "host/parameters/ParametersCreatable.h"
 
 using namespace paramtest;
 
 namespace {
 
-IPtr<IParametersCreatable> WithItems(std::initializer_list<std::pair<const wchar_t*, int>> items) {
-    IPtr<IParametersCreatable> params = MakeBare();
-    for (const auto& [name, value] : items) params->Add(Str(name).Get(), Int(value).Get(), nullptr, 0);
-    return params;
-}
-
 IPtr<IUnknown> NewObject() { return IPtr<IUnknown>::Adopt(CREFString::CreateCollection()); }
 
-} // namespace
+// One collection under test: how to make an empty one, and how many items it
+// has room for before it grows.
+struct Implementation {
+    const char* name;
+    IPtr<IParametersCreatable> (*make)();
+    int32_t (*capacity)(IParametersCreatable*);
+};
 
-TEST(ParameterCollection, DuplicateNamesAreKeptAndTheFirstIsFound) {
-    auto params = WithItems({{L"Port", 1}, {L"PORT", 2}, {L"Port", 3}});
-    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"Port=1", L"PORT=2", L"Port=3"}));
-    EXPECT_EQ(IndexOf(params.Get(), Str(L"port").Get()), 0);
-}
+void PrintTo(const Implementation& implementation, std::ostream* out) { *out << implementation.name; }
 
-TEST(ParameterCollection, NameLookupFoldsAsciiCapitalsOnly) {
-    auto params = WithItems({{L"", 0}, {L"SrcPort", 1}, {L"\u00C4rger", 2}, {L"a_Z", 3}});
+const Implementation kImplementations[] = {
+    {"Module", [] { return MakeBare(); }, [](IParametersCreatable* p) { return Core(p).ParameterCapacity(); }},
+    {"Host",
+     [] {
+         IPtr<IParametersCreatable> params;
+         EXPECT_EQ(host::CreateParametersCreatable(&IID_IParametersCreatable, params.OutVoid()), S_OK);
+         return params;
+     },
+     [](IParametersCreatable* p) { return static_cast<host::ParametersCreatable*>(p)->Capacity(); }},
+};
+
+class ParameterRules : public ::testing::TestWithParam<Implementation> {
+protected:
+    IPtr<IParametersCreatable> New(std::initializer_list<Item> items = {}) { return Fill(GetParam().make(), items); }
+    IPtr<IParametersCreatable> WithNumbers(std::initializer_list<std::pair<const wchar_t*, int>> items) {
+        IPtr<IParametersCreatable> params = New();
+        for (const auto& [name, value] : items) params->Add(Str(name).Get(), Int(value).Get(), nullptr, 0);
+        return params;
+    }
+    int32_t Capacity(const IPtr<IParametersCreatable>& params) { return GetParam().capacity(params.Get()); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Both, ParameterRules, ::testing::ValuesIn(kImplementations),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(ParameterRules, NamesAreKeptAsGivenAndLookupFoldsAsciiCapitalsOnly) {
+    auto params = WithNumbers({{L"", 0}, {L"SrcPort", 1}, {L"SRCPORT", 2}, {L"\u00E4bc", 3}, {L"a_Z", 4}});
+    // Add checks no name: duplicates and empty names are kept.
+    EXPECT_EQ(Names(params.Get()), (std::vector<std::wstring>{L"", L"SrcPort", L"SRCPORT", L"\u00E4bc", L"a_Z"}));
     struct Case {
         const wchar_t* key;
-        int32_t index;
-        HRESULT status;
+        int32_t index; // -1: not found
     } cases[] = {
-        {L"SrcPort", 1, S_OK},          {L"SRCPORT", 1, S_OK},       {L"srcport", 1, S_OK},
-        {L"\u00C4rger", 2, S_OK},       {L"\u00E4rger", -1, E_FAIL}, // non-ASCII capitals are not folded
-        {L"A_z", 3, S_OK},              {L"a_", -1, E_FAIL},         {L"SrcPort ", -1, E_FAIL},
-        {L"", -1, E_FAIL}, // an empty name never matches, not even the unnamed item
+        {L"SrcPort", 1},  {L"SRCPORT", 1}, {L"srcport", 1}, // the first match wins
+        {L"\u00E4BC", 3}, {L"\u00C4BC", -1},                // non-ASCII capitals are not folded
+        {L"A_z", 4},      {L"SrcPor", -1}, {L"SrcPort ", -1},
+        {L"", -1}, // an empty name never matches, not even the unnamed item
     };
     for (const Case& c : cases) {
-        int32_t index = -100;
-        EXPECT_EQ(params->get_Index(Str(c.key).Get(), &index), c.status) << c.key;
-        EXPECT_EQ(index, c.index) << c.key;
+        IPtr<IString> name = Str(c.key);
+        IPtr<IVariant> variant = Text(c.key);
+        for (IUnknown* key : {static_cast<IUnknown*>(name.Get()), static_cast<IUnknown*>(variant.Get())}) {
+            int32_t index = -100;
+            EXPECT_EQ(params->get_Index(key, &index), c.index < 0 ? E_FAIL : S_OK) << "key " << c.key;
+            EXPECT_EQ(index, c.index) << "key " << c.key << (key == name.Get() ? "" : " in a variant");
+        }
     }
     int32_t index = 0;
-    EXPECT_EQ(MakeBare()->get_Index(Str(L"x").Get(), &index), E_FAIL);
+    EXPECT_EQ(New()->get_Index(Str(L"x").Get(), &index), E_FAIL);
     EXPECT_EQ(index, -1);
 }
 
-TEST(ParameterCollection, VariantKeys) {
-    auto params = WithItems({{L"a", 1}, {L"b", 2}, {L"c", 3}});
-    // A number is the index itself, without a range check.
-    EXPECT_EQ(IndexOf(params.Get(), Int(57).Get()), 57);
-    EXPECT_EQ(IndexOf(params.Get(), Int(-4).Get()), -4);
-    EXPECT_EQ(IndexOf(params.Get(), Text(L"C").Get()), 2);
-    int32_t index = 0;
-    IPtr<IVariant> empty = IPtr<IVariant>::Adopt(CREFString::CreateVariant());
-    EXPECT_EQ(params->get_Index(empty.Get(), &index), E_FAIL);
-}
-
-TEST(ParameterCollection, ObjectKeysMatchHeldObjectsBeforeDescriptors) {
+TEST_P(ParameterRules, NumbersAreIndexesAndObjectsMatchHeldValuesBeforeDescriptors) {
     IPtr<IUnknown> x = NewObject(), y = NewObject(), stranger = NewObject();
-    auto params = MakeBare({
+    IPtr<IString> choices = Str(L"A|B");
+    auto params = New({
         {L"described", Int(0).Get(), x.Get()},
         {L"holder", x.Get()},
         {L"other", Int(0).Get(), y.Get()},
+        {L"choices", Int(0).Get(), choices.Get()},
     });
+    // A number is the index itself, without a range check.
+    EXPECT_EQ(IndexOf(params.Get(), Int(57).Get()), 57);
+    EXPECT_EQ(IndexOf(params.Get(), Int(-4).Get()), -4);
     EXPECT_EQ(IndexOf(params.Get(), x.Get()), 1);
     EXPECT_EQ(IndexOf(params.Get(), y.Get()), 2);
-    // A variant holding the object finds it too.
-    IPtr<IVariant> holding = params::NewVariantFrom(y.Get());
-    EXPECT_EQ(IndexOf(params.Get(), holding.Get()), 2);
-    int32_t index = 42;
-    EXPECT_EQ(params->get_Index(stranger.Get(), &index), E_FAIL);
-    EXPECT_EQ(index, 42); // left as it was
+    EXPECT_EQ(IndexOf(params.Get(), params::NewVariantFrom(y.Get()).Get()), 2);
+    EXPECT_EQ(IndexOf(params.Get(), choices.Get()), -1); // a string is a name, even a descriptor's
+    for (IPtr<IUnknown> key : {stranger, IPtr<IUnknown>(params::NewVariantFrom(stranger.Get()).Get())}) {
+        int32_t index = 42;
+        EXPECT_EQ(params->get_Index(key.Get(), &index), E_FAIL);
+        EXPECT_EQ(index, 42); // left as it was
+    }
 }
 
-TEST(ParameterCollection, AddWrapsValuesInVariants) {
-    auto params = MakeBare();
+TEST_P(ParameterRules, ItemsKeepWhatTheyAreGiven) {
     IPtr<IVariant> own = Int(7);
-    params->Add(Str(L"own").Get(), own.Get(), nullptr, 0);
-    params->Add(Str(L"none").Get(), nullptr, nullptr, 0);
-    params->Add(Str(L"text").Get(), Str(L"abc").Get(), nullptr, 0);
-    params->Add(nullptr, Int(1).Get(), nullptr, 5);
+    IPtr<IString> choices = Str(L"A|B");
+    auto params = New({{L"own", own.Get()}, {L"none", nullptr}, {L"text", Str(L"abc").Get()}, {nullptr, Int(1).Get()}});
 
     IPtr<IVariant> stored;
     ASSERT_EQ(params->get_ItemVariant(0, stored.Out()), S_OK);
     EXPECT_EQ(stored.Get(), own.Get()); // a given variant is stored itself
-    EXPECT_EQ(ValueAt(params.Get(), 1), L"");
     ASSERT_EQ(params->get_ItemVariant(1, stored.Out()), S_OK);
-    EXPECT_TRUE(stored->IsString());
+    EXPECT_TRUE(stored->IsString()); // no value is the empty string
+    EXPECT_EQ(VariantText(stored.Get()), L"");
     EXPECT_EQ(ValueAt(params.Get(), 2), L"abc");
     IPtr<IString> name;
     EXPECT_EQ(params->get_ItemName(3, name.Out()), E_FAIL);
-    EXPECT_EQ(FlagsAt(params.Get(), 3), 5);
+    ASSERT_EQ(params->Rename(3, Str(L"named").Get()), S_OK);
+    EXPECT_EQ(NameAt(params.Get(), 3), L"named");
+
+    IPtr<IUnknown> descriptor;
+    EXPECT_EQ(params->get_ItemDescriptor(0, descriptor.Out()), E_FAIL);
+    ASSERT_EQ(params->put_ItemDescriptor(0, choices.Get()), S_OK);
+    ASSERT_EQ(params->get_ItemDescriptor(0, descriptor.Out()), S_OK);
+    EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get()));
+    ASSERT_EQ(params->put_ItemDescriptor(0, nullptr), S_OK);
+    EXPECT_EQ(params->get_ItemDescriptor(0, descriptor.Out()), E_FAIL);
+
+    // Flags are stored verbatim, every bit of them.
+    for (int32_t flags : {0x43, INT32_MIN, -1}) {
+        ASSERT_EQ(params->put_ItemFlags(2, flags), S_OK);
+        EXPECT_EQ(FlagsAt(params.Get(), 2), flags);
+    }
+    EXPECT_EQ(FlagsAt(params.Get(), 1), 0);
 }
 
-TEST(ParameterCollection, GetItemUnwrapsTheValue) {
+TEST_P(ParameterRules, GetItemUnwrapsTheValue) {
     IPtr<IUnknown> object = NewObject();
-    auto params = MakeBare({{L"text", Text(L"hello").Get()}, {L"number", Int(3).Get()}, {L"object", object.Get()}});
+    auto params = New({{L"text", Text(L"hello").Get()}, {L"number", Int(3).Get()}, {L"object", object.Get()}});
 
     IPtr<IUnknown> item;
     ASSERT_EQ(params->get_Item(0, item.Out()), S_OK);
-    IPtr<IString> text = item.Query<IString>();
-    ASSERT_TRUE(text);
-    EXPECT_EQ(W(text), L"hello");
+    EXPECT_EQ(W(item.Query<IString>()), L"hello");
     ASSERT_EQ(params->get_Item(1, item.Out()), S_OK);
     EXPECT_TRUE(item.Query<IVariant>());
     ASSERT_EQ(params->get_Item(2, item.Out()), S_OK);
     EXPECT_TRUE(params::SameObject(item.Get(), object.Get()));
-    EXPECT_EQ(params->get_Item(0, nullptr), E_POINTER);
 }
 
-TEST(ParameterCollection, PutItemReplacesTheVariantWithoutChangingIt) {
-    auto params = WithItems({{L"a", 1}});
+TEST_P(ParameterRules, PutItemReplacesTheVariantWithoutChangingIt) {
+    auto params = WithNumbers({{L"a", 1}});
     IPtr<IVariant> old;
     params->get_ItemVariant(0, old.Out());
     ASSERT_EQ(params->put_Item(0, Str(L"two").Get()), S_OK);
@@ -119,29 +156,36 @@ TEST(ParameterCollection, PutItemReplacesTheVariantWithoutChangingIt) {
     EXPECT_EQ(ValueAt(params.Get(), 0), L"<empty>");
 }
 
-TEST(ParameterCollection, BadIndexesAreRefusedAndChangeNothing) {
-    auto params = WithItems({{L"a", 1}, {L"b", 2}});
+TEST_P(ParameterRules, BadIndexesAndMissingOutputsAreRefusedAndChangeNothing) {
+    auto params = WithNumbers({{L"a", 1}, {L"b", 2}});
     for (int32_t bad : {-1, 2, 100}) {
         IPtr<IUnknown> unknown;
         IPtr<IVariant> variant;
         IPtr<IString> string;
         int32_t flags = 0;
-        EXPECT_EQ(params->get_Item(bad, unknown.Out()), E_INVALIDARG);
-        EXPECT_EQ(params->get_ItemVariant(bad, variant.Out()), E_INVALIDARG);
-        EXPECT_EQ(params->get_ItemName(bad, string.Out()), E_INVALIDARG);
-        EXPECT_EQ(params->put_Item(bad, Int(9).Get()), E_INVALIDARG);
-        EXPECT_EQ(params->Rename(bad, Str(L"z").Get()), E_INVALIDARG);
-        EXPECT_EQ(params->Iterate(bad, string.Out(), variant.Out(), unknown.Out(), &flags), E_INVALIDARG);
-        EXPECT_EQ(params->get_ItemDescriptor(bad, unknown.Out()), E_INVALIDARG);
-        EXPECT_EQ(params->put_ItemDescriptor(bad, nullptr), E_INVALIDARG);
-        EXPECT_EQ(params->get_ItemFlags(bad, &flags), E_INVALIDARG);
-        EXPECT_EQ(params->put_ItemFlags(bad, 1), E_INVALIDARG);
-        EXPECT_EQ(params->Remove(bad), E_INVALIDARG);
+        EXPECT_EQ(params->get_Item(bad, unknown.Out()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->get_ItemVariant(bad, variant.Out()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->get_ItemName(bad, string.Out()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->put_Item(bad, Int(9).Get()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->Rename(bad, Str(L"z").Get()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->Iterate(bad, string.Out(), variant.Out(), unknown.Out(), &flags), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->get_ItemDescriptor(bad, unknown.Out()), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->put_ItemDescriptor(bad, nullptr), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->get_ItemFlags(bad, &flags), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->put_ItemFlags(bad, 1), E_INVALIDARG) << bad;
+        EXPECT_EQ(params->Remove(bad), E_INVALIDARG) << bad;
     }
+    EXPECT_EQ(params->get_Count(nullptr), E_POINTER);
+    EXPECT_EQ(params->get_Index(Str(L"a").Get(), nullptr), E_POINTER);
+    EXPECT_EQ(params->get_Item(0, nullptr), E_POINTER);
+    EXPECT_EQ(params->get_ItemVariant(0, nullptr), E_POINTER);
+    EXPECT_EQ(params->get_ItemName(0, nullptr), E_POINTER);
+    EXPECT_EQ(params->get_ItemDescriptor(0, nullptr), E_POINTER);
+    EXPECT_EQ(params->get_ItemFlags(0, nullptr), E_POINTER);
     EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=1", L"b=2"}));
 }
 
-TEST(ParameterCollection, SortOrdersByCodeAndReversesWithBit2) {
+TEST_P(ParameterRules, SortOrdersByCodeAndReversesWithBit2) {
     struct Case {
         std::vector<const wchar_t*> names;
         int32_t order;
@@ -156,75 +200,114 @@ TEST(ParameterCollection, SortOrdersByCodeAndReversesWithBit2) {
         {{L"only"}, 2, {L"only"}},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare();
+        auto params = New();
         for (size_t i = 0; i < c.names.size(); ++i)
-            params->Add(Str(c.names[i]).Get(), Int(static_cast<int>(i)).Get(), nullptr, static_cast<int>(i));
+            params->Add(Str(c.names[i]).Get(), Int(static_cast<int>(i)).Get(), nullptr, 10 + static_cast<int>(i));
         ASSERT_EQ(params->Sort(c.order), S_OK);
         EXPECT_EQ(Names(params.Get()), c.expected) << "order " << c.order;
         // Values and flags travel with their names.
         for (size_t i = 0; i < c.expected.size(); ++i) {
             size_t original = 0;
             while (c.names[original] != c.expected[i]) ++original;
-            EXPECT_EQ(FlagsAt(params.Get(), static_cast<int32_t>(i)), static_cast<int32_t>(original));
+            EXPECT_EQ(ValueAt(params.Get(), static_cast<int32_t>(i)), std::to_wstring(original));
+            EXPECT_EQ(FlagsAt(params.Get(), static_cast<int32_t>(i)), 10 + static_cast<int32_t>(original));
         }
     }
 }
 
-TEST(ParameterCollection, SetModes) {
+TEST_P(ParameterRules, SetModes) {
     IPtr<IString> choices = Str(L"A|B");
     IPtr<IString> other = Str(L"C|D");
     struct Case {
-        const wchar_t* name;
+        const char* name;
         IUnknown* descriptor;
         int32_t flags;
         short mode;
-        bool keepsDescriptor;
-        IUnknown* newDescriptor;
+        IUnknown* expectedDescriptor;
         int32_t expectedFlags;
     } cases[] = {
-        {L"mode 0 keeps", nullptr, 0, 0, true, nullptr, 0x43},
-        {L"mode 1 clears the descriptor", nullptr, 0, 1, false, nullptr, 0x43},
-        {L"mode 2 overwrites flags with 0", nullptr, 0, 2, true, nullptr, 0},
-        {L"mode 3 clears both", nullptr, 0, 3, false, nullptr, 0},
-        {L"given descriptor and flags", other.Get(), 7, 0, false, other.Get(), 7},
-        {L"given descriptor wins over mode 1", other.Get(), 0, 1, false, other.Get(), 0x43},
+        {"mode 0 keeps", nullptr, 0, 0, choices.Get(), 0x43},
+        {"mode 1 clears the descriptor", nullptr, 0, 1, nullptr, 0x43},
+        {"mode 2 overwrites flags with 0", nullptr, 0, 2, choices.Get(), 0},
+        {"mode 3 clears both", nullptr, 0, 3, nullptr, 0},
+        {"given descriptor and flags", other.Get(), 7, 0, other.Get(), 7},
+        {"given descriptor wins over mode 1", other.Get(), 0, 1, other.Get(), 0x43},
     };
     for (const Case& c : cases) {
-        auto params = MakeBare({{L"Run", Int(1).Get(), choices.Get(), 0x43}});
+        auto params = New({{L"Run", Int(1).Get(), choices.Get(), 0x43}});
         ASSERT_EQ(params->Set(Str(L"RUN").Get(), Int(5).Get(), c.descriptor, c.flags, c.mode), S_OK) << c.name;
+        // Found by name, not appended; the item keeps its own name.
         EXPECT_EQ(Items(params.Get()), std::vector<std::wstring>{L"Run=5"}) << c.name;
         EXPECT_EQ(FlagsAt(params.Get(), 0), c.expectedFlags) << c.name;
         IPtr<IUnknown> descriptor;
-        HRESULT hr = params->get_ItemDescriptor(0, descriptor.Out());
-        if (c.keepsDescriptor) {
-            EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get())) << c.name;
-        } else if (c.newDescriptor) {
-            EXPECT_EQ(descriptor.Get(), c.newDescriptor) << c.name;
-        } else {
-            EXPECT_EQ(hr, E_FAIL) << c.name;
-        }
+        EXPECT_EQ(params->get_ItemDescriptor(0, descriptor.Out()), c.expectedDescriptor ? S_OK : E_FAIL) << c.name;
+        EXPECT_EQ(descriptor.Get(), c.expectedDescriptor) << c.name;
     }
 }
 
-TEST(ParameterCollection, SetAppendsUnknownNamesAndRefusesOtherKeys) {
-    auto params = WithItems({{L"a", 1}});
-    EXPECT_EQ(params->Set(Str(L"b").Get(), Int(2).Get(), nullptr, 6, 0), S_OK);
-    EXPECT_EQ(params->Set(Text(L"c").Get(), Int(3).Get(), nullptr, 0, 0), S_OK);
-    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=1", L"b=2", L"c=3"}));
+TEST_P(ParameterRules, SetAppendsUnknownNamesAndRefusesOtherKeys) {
+    IPtr<IString> choices = Str(L"X|Y");
+    auto params = WithNumbers({{L"a", 1}});
+    EXPECT_EQ(params->Set(Str(L"b").Get(), Int(2).Get(), choices.Get(), 6, 0), S_OK);
+    EXPECT_EQ(params->Set(Text(L"c").Get(), nullptr, nullptr, 0, 0), S_OK); // named by the variant's text
+    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=1", L"b=2", L"c="}));
     EXPECT_EQ(FlagsAt(params.Get(), 1), 6);
+    IPtr<IUnknown> descriptor;
+    ASSERT_EQ(params->get_ItemDescriptor(1, descriptor.Out()), S_OK);
+    EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get()));
     // A number key out of range is an index that does not exist.
     EXPECT_EQ(params->Set(Int(9).Get(), Int(4).Get(), nullptr, 0, 0), E_INVALIDARG);
     EXPECT_EQ(params->Set(Int(0).Get(), Int(4).Get(), nullptr, 0, 0), S_OK);
-    EXPECT_EQ(params->Set(NewObject().Get(), Int(4).Get(), nullptr, 0, 0), E_FAIL);
-    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=4", L"b=2", L"c=3"}));
+    // An object no item holds, and no key at all, give no name to append.
+    EXPECT_EQ(params->Set(NewObject().Get(), Int(5).Get(), nullptr, 0, 0), E_FAIL);
+    EXPECT_EQ(params->Set(nullptr, Int(5).Get(), nullptr, 0, 0), E_FAIL);
+    EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"a=4", L"b=2", L"c="}));
 }
 
-TEST(ParameterCollection, CopyMergesByNameAndNeverSharesVariants) {
+TEST_P(ParameterRules, GetReturnsTheIndexAndWritesTheRequestedOutputs) {
+    IPtr<IString> choices = Str(L"On|Off");
+    auto params = New({{L"n", Int(4).Get(), nullptr, 3}, {L"t", Text(L"txt").Get(), choices.Get(), 0x43}});
+
+    IPtr<IUnknown> value, descriptor;
+    int32_t flags = 0;
+    EXPECT_EQ(params->Get(Str(L"T").Get(), value.Out(), descriptor.Out(), &flags, 0), 1);
+    EXPECT_TRUE(value.Query<IVariant>()); // mode 0 gives the variant
+    EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get()));
+    EXPECT_EQ(flags, 0x43);
+    EXPECT_EQ(params->Get(Str(L"t").Get(), value.Out(), nullptr, nullptr, 2), 1);
+    EXPECT_FALSE(value.Query<IVariant>()); // mode 2 unwraps the string
+    EXPECT_EQ(W(value.Query<IString>()), L"txt");
+    EXPECT_EQ(params->Get(Str(L"n").Get(), nullptr, descriptor.Out(), &flags, 0), 0);
+    EXPECT_FALSE(descriptor);
+    EXPECT_EQ(flags, 3);
+
+    IUnknown* untouched = reinterpret_cast<IUnknown*>(0x1);
+    flags = 77;
+    EXPECT_EQ(params->Get(Str(L"missing").Get(), &untouched, nullptr, &flags, 3), -1);
+    EXPECT_EQ(params->Get(Int(5).Get(), &untouched, nullptr, &flags, 0), -1);
+    EXPECT_EQ(untouched, reinterpret_cast<IUnknown*>(0x1));
+    EXPECT_EQ(flags, 77);
+}
+
+TEST_P(ParameterRules, IterateSkipsNullOutputsAndLeavesAMissingDescriptor) {
+    auto params = New({{L"a", Int(1).Get(), nullptr, 9}});
+    IUnknown* descriptor = reinterpret_cast<IUnknown*>(0x1);
+    IPtr<IString> name;
+    int32_t flags = 0;
+    ASSERT_EQ(params->Iterate(0, name.Out(), nullptr, &descriptor, &flags), S_OK);
+    EXPECT_EQ(descriptor, reinterpret_cast<IUnknown*>(0x1));
+    EXPECT_EQ(W(name), L"a");
+    EXPECT_EQ(flags, 9);
+    EXPECT_EQ(params->Iterate(0, nullptr, nullptr, nullptr, nullptr), S_OK);
+}
+
+TEST_P(ParameterRules, CopyMergesByNameAndNeverSharesVariants) {
     IPtr<IString> choices = Str(L"X|Y");
-    auto target = MakeBare({{L"a", Int(1).Get(), choices.Get(), 3}, {L"b", Int(2).Get()}});
-    auto source = MakeBare({{L"A", Int(10).Get()}, {L"c", Int(30).Get(), choices.Get(), 6}});
+    auto target = New({{L"a", Int(1).Get(), choices.Get(), 3}, {L"b", Int(2).Get()}});
+    auto source = New({{L"A", Int(10).Get()}, {L"c", Int(30).Get(), choices.Get(), 6}});
 
     ASSERT_EQ(target->Copy(source.Get()), S_OK);
+    // Overwritten in place under its own name, or appended in order.
     EXPECT_EQ(Items(target.Get()), (std::vector<std::wstring>{L"a=10", L"b=2", L"c=30"}));
     // Descriptor and flags come from the source even when empty.
     IPtr<IUnknown> descriptor;
@@ -234,81 +317,75 @@ TEST(ParameterCollection, CopyMergesByNameAndNeverSharesVariants) {
     EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get())); // shared, not copied
     EXPECT_EQ(FlagsAt(target.Get(), 2), 6);
 
-    IPtr<IVariant> sourceValue;
-    source->get_ItemVariant(0, sourceValue.Out());
-    sourceValue->put_Integer(99);
-    EXPECT_EQ(ValueAt(target.Get(), 0), L"10");
+    for (int32_t i : {0, 1}) {
+        IPtr<IVariant> sourceValue;
+        source->get_ItemVariant(i, sourceValue.Out());
+        sourceValue->put_Integer(99);
+    }
     EXPECT_EQ(target->Copy(nullptr), S_OK);
-    EXPECT_EQ(Names(target.Get()).size(), 3u);
+    EXPECT_EQ(Items(target.Get()), (std::vector<std::wstring>{L"a=10", L"b=2", L"c=30"}));
 }
 
-TEST(ParameterCollection, CapacityGrowsByADoublingStep) {
+TEST_P(ParameterRules, CapacityGrowsByADoublingStepAndRemoveAllKeepsIt) {
     struct Step {
         int items;
         int32_t capacity;
-    } steps[] = {{1, 10}, {10, 10}, {11, 30}, {30, 30}, {31, 70}, {71, 150}, {151, 310}};
-    auto params = MakeBare();
+    } steps[] = {{0, 0}, {1, 10}, {10, 10}, {11, 30}, {30, 30}, {31, 70}, {71, 150}, {151, 310}};
+    auto params = New();
     int added = 0;
     for (const Step& s : steps) {
         while (added < s.items) params->Add(Str(L"p").Get(), Int(added++).Get(), nullptr, 0);
-        EXPECT_EQ(Core(params.Get()).ParameterCapacity(), s.capacity) << s.items << " items";
+        EXPECT_EQ(Capacity(params), s.capacity) << s.items << " items";
     }
-}
-
-TEST(ParameterCollection, RemoveAllKeepsTheArrayForReuse) {
-    auto params = MakeBare();
-    for (int i = 0; i < 12; ++i) params->Add(Str(L"p").Get(), Int(i).Get(), nullptr, 0);
-    const void* array = Core(params.Get()).ParameterArray();
     ASSERT_EQ(params->RemoveAll(), S_OK);
     EXPECT_TRUE(Items(params.Get()).empty());
-    for (int i = 0; i < 30; ++i) params->Add(Str(L"q").Get(), Int(i).Get(), nullptr, 0);
-    EXPECT_EQ(Core(params.Get()).ParameterArray(), array);
-    EXPECT_EQ(Core(params.Get()).ParameterCapacity(), 30);
+    for (int i = 0; i < 310; ++i) params->Add(Str(L"q").Get(), Int(i).Get(), nullptr, 0);
+    EXPECT_EQ(Capacity(params), 310); // no growth until the kept room is used up
     params->Add(Str(L"r").Get(), nullptr, nullptr, 0);
-    EXPECT_NE(Core(params.Get()).ParameterArray(), array);
-    EXPECT_EQ(ValueAt(params.Get(), 29), L"29");
+    EXPECT_EQ(Capacity(params), 630); // the step goes on from where it was
+    EXPECT_EQ(ValueAt(params.Get(), 309), L"309");
 }
 
-TEST(ParameterCollection, RemoveMovesLaterItemsDown) {
-    auto params = WithItems({{L"a", 1}, {L"b", 2}, {L"c", 3}});
+TEST_P(ParameterRules, RemoveMovesLaterItemsDown) {
+    auto params = WithNumbers({{L"a", 1}, {L"b", 2}, {L"c", 3}});
     ASSERT_EQ(params->Remove(0), S_OK);
     EXPECT_EQ(Items(params.Get()), (std::vector<std::wstring>{L"b=2", L"c=3"}));
     ASSERT_EQ(params->Remove(1), S_OK);
     EXPECT_EQ(Items(params.Get()), std::vector<std::wstring>{L"b=2"});
 }
 
-TEST(ParameterCollection, GetReturnsTheIndexAndWritesRequestedOutputs) {
-    IPtr<IString> choices = Str(L"On|Off");
-    auto params = MakeBare({{L"n", Int(4).Get(), nullptr, 3}, {L"t", Text(L"txt").Get(), choices.Get(), 0x43}});
-
-    IPtr<IUnknown> value, descriptor;
-    int32_t flags = 0;
-    EXPECT_EQ(params->Get(Str(L"T").Get(), value.Out(), descriptor.Out(), &flags, 2), 1);
-    ASSERT_TRUE(value.Query<IString>()); // mode 2 unwraps the string
-    EXPECT_EQ(descriptor.Get(), static_cast<IUnknown*>(choices.Get()));
-    EXPECT_EQ(flags, 0x43);
-    EXPECT_EQ(params->Get(Str(L"t").Get(), value.Out(), nullptr, nullptr, 0), 1);
-    EXPECT_TRUE(value.Query<IVariant>()); // mode 0 keeps the variant
-    EXPECT_EQ(params->Get(Str(L"n").Get(), value.Out(), descriptor.Out(), nullptr, 0), 0);
-    EXPECT_FALSE(descriptor);
-
-    IUnknown* untouched = reinterpret_cast<IUnknown*>(0x1);
-    flags = 77;
-    EXPECT_EQ(params->Get(Str(L"missing").Get(), &untouched, nullptr, &flags, 0), -1);
-    EXPECT_EQ(params->Get(Int(5).Get(), &untouched, nullptr, &flags, 0), -1);
-    EXPECT_EQ(untouched, reinterpret_cast<IUnknown*>(0x1));
-    EXPECT_EQ(flags, 77);
+TEST_P(ParameterRules, LockedFlagIsAPlainWordNotACount) {
+    auto params = New();
+    EXPECT_EQ(params->IsCollectionLocked(), 0);
+    EXPECT_EQ(params->CollectionLock(), S_OK);
+    EXPECT_EQ(params->CollectionLock(), S_OK);
+    EXPECT_EQ(params->IsCollectionLocked(), 1);
+    EXPECT_EQ(params->CollectionUnlock(), S_OK);
+    EXPECT_EQ(params->IsCollectionLocked(), 0); // after the first unlock of nested pairs
+    EXPECT_EQ(params->CollectionUnlock(), S_OK);
 }
 
-TEST(ParameterCollection, IterateSkipsNullOutputsAndLeavesAMissingDescriptor) {
-    auto params = MakeBare({{L"a", Int(1).Get(), nullptr, 9}});
-    IUnknown* descriptor = reinterpret_cast<IUnknown*>(0x1);
-    IPtr<IString> name;
-    int32_t flags = 0;
-    ASSERT_EQ(params->Iterate(0, name.Out(), nullptr, &descriptor, &flags), S_OK);
-    EXPECT_EQ(descriptor, reinterpret_cast<IUnknown*>(0x1));
-    EXPECT_EQ(W(name), L"a");
-    EXPECT_EQ(flags, 9);
+// ---- The module's collection only
+
+// The host's collection refuses such a key with E_INVALIDARG.
+TEST(ParameterCollection, AnEmptyVariantKeyFindsNothing) {
+    int32_t index = 0;
+    IPtr<IVariant> empty = IPtr<IVariant>::Adopt(CREFString::CreateVariant());
+    EXPECT_EQ(MakeBare({{L"a", Int(1).Get()}})->get_Index(empty.Get(), &index), E_FAIL);
+    EXPECT_EQ(index, -1);
+}
+
+// The host's collection keeps its items in a vector and makes no promise
+// about where they live.
+TEST(ParameterCollection, RemoveAllKeepsTheArrayForReuse) {
+    auto params = MakeBare();
+    for (int i = 0; i < 12; ++i) params->Add(Str(L"p").Get(), Int(i).Get(), nullptr, 0);
+    const void* array = Core(params.Get()).ParameterArray();
+    ASSERT_EQ(params->RemoveAll(), S_OK);
+    for (int i = 0; i < 30; ++i) params->Add(Str(L"q").Get(), Int(i).Get(), nullptr, 0);
+    EXPECT_EQ(Core(params.Get()).ParameterArray(), array);
+    params->Add(Str(L"r").Get(), nullptr, nullptr, 0);
+    EXPECT_NE(Core(params.Get()).ParameterArray(), array);
 }
 
 TEST(ParameterCollection, DeclaredComponentReadsByIndex) {
@@ -326,3 +403,5 @@ TEST(ParameterCollection, DeclaredComponentReadsByIndex) {
     EXPECT_EQ(W(component->ParameterText(0)), L"/src");
     EXPECT_FALSE(component->ParameterText(1));
 }
+
+} // namespace

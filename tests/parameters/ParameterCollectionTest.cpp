@@ -66,9 +66,10 @@ TEST_P(ParameterRules, NamesAreKeptAsGivenAndLookupFoldsAsciiCapitalsOnly) {
         IPtr<IString> name = Str(c.key);
         IPtr<IVariant> variant = Text(c.key);
         for (IUnknown* key : {static_cast<IUnknown*>(name.Get()), static_cast<IUnknown*>(variant.Get())}) {
+            const char* form = key == name.Get() ? "" : " in a variant";
             int32_t index = -100;
-            EXPECT_EQ(params->get_Index(key, &index), c.index < 0 ? E_FAIL : S_OK) << "key " << c.key;
-            EXPECT_EQ(index, c.index) << "key " << c.key << (key == name.Get() ? "" : " in a variant");
+            EXPECT_EQ(params->get_Index(key, &index), c.index < 0 ? E_FAIL : S_OK) << "key " << c.key << form;
+            EXPECT_EQ(index, c.index) << "key " << c.key << form;
         }
     }
     int32_t index = 0;
@@ -102,7 +103,10 @@ TEST_P(ParameterRules, NumbersAreIndexesAndObjectsMatchHeldValuesBeforeDescripto
 TEST_P(ParameterRules, ItemsKeepWhatTheyAreGiven) {
     IPtr<IVariant> own = Int(7);
     IPtr<IString> choices = Str(L"A|B");
-    auto params = New({{L"own", own.Get()}, {L"none", nullptr}, {L"text", Str(L"abc").Get()}, {nullptr, Int(1).Get()}});
+    auto params = New({{L"own", own.Get()},
+                       {L"none", nullptr},
+                       {L"text", Str(L"abc").Get()},
+                       {nullptr, Int(1).Get(), nullptr, INT32_MIN}});
 
     IPtr<IVariant> stored;
     ASSERT_EQ(params->get_ItemVariant(0, stored.Out()), S_OK);
@@ -125,11 +129,12 @@ TEST_P(ParameterRules, ItemsKeepWhatTheyAreGiven) {
     EXPECT_EQ(params->get_ItemDescriptor(0, descriptor.Out()), E_FAIL);
 
     // Flags are stored verbatim, every bit of them.
+    EXPECT_EQ(FlagsAt(params.Get(), 3), INT32_MIN);
+    EXPECT_EQ(FlagsAt(params.Get(), 1), 0);
     for (int32_t flags : {0x43, INT32_MIN, -1}) {
         ASSERT_EQ(params->put_ItemFlags(2, flags), S_OK);
         EXPECT_EQ(FlagsAt(params.Get(), 2), flags);
     }
-    EXPECT_EQ(FlagsAt(params.Get(), 1), 0);
 }
 
 TEST_P(ParameterRules, GetItemUnwrapsTheValue) {

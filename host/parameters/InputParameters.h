@@ -21,8 +21,6 @@ struct SavedInput; // what a stream held of one input
 
 class InputParameters final : public HostObject<IInputParameters, IDataPersist, IObjectInfo> {
 public:
-    // Load option: drop the inputs and make new ones from what is read.
-
     InputParameters() = default;
 
     // ---- ISimpleCollection, INamedCollection

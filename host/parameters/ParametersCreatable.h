@@ -45,9 +45,6 @@ namespace host {
 
 class ParametersCreatable final : public HostObject<IParametersCreatable, IDataPersist, IObjectInfo> {
 public:
-    // Load options: empty the collection and append what is read; for folder
-    // streams also append without emptying.
-
     ParametersCreatable() = default;
 
     // ---- ISimpleCollection, INamedCollection

@@ -367,9 +367,12 @@ HRESULT OSVerify(CREFString path) {
 }
 
 bool OSFolderIdentityOf(CREFString path, OSFolderIdentity* identity) {
-    if (path.m_Length <= 0) return false;
+    return path.m_Length > 0 && OSFolderIdentityAt(OSPath(path).get(), identity);
+}
+
+bool OSFolderIdentityAt(const char* path, OSFolderIdentity* identity) {
     struct stat status {};
-    if (::stat(OSPath(path).get(), &status) != 0 || !S_ISDIR(status.st_mode)) return false;
+    if (::stat(path, &status) != 0 || !S_ISDIR(status.st_mode)) return false;
     *identity = OSFolderIdentity{status.st_dev, status.st_ino};
     return true;
 }

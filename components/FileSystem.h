@@ -76,6 +76,8 @@ struct OSFolderIdentity {
 // The identity of the folder at `path` (one stat, links followed); false
 // when there is no folder there.
 bool OSFolderIdentityOf(CREFString path, OSFolderIdentity* identity);
+// The same for a path already encoded for the file system.
+bool OSFolderIdentityAt(const char* path, OSFolderIdentity* identity);
 
 // False when a name cannot be written under its own bytes: it holds the
 // code points the host's listing gives to bytes that are not valid UTF-8.

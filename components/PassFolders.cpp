@@ -14,9 +14,8 @@ std::wstring_view ViewOf(const CREFString& text) {
 }
 
 bool StillThere(const PassFolders::Level& level) {
-    struct stat status {};
-    return ::stat(level.source.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
-           OSFolderIdentity{status.st_dev, status.st_ino} == level.sourceIdentity;
+    OSFolderIdentity now;
+    return OSFolderIdentityAt(level.source.c_str(), &now) && now == level.sourceIdentity;
 }
 
 } // namespace
@@ -69,7 +68,7 @@ bool PassFolders::GuardSource(const CREFString& source, const OSFolderIdentity* 
     Level& level = m_levels.back();
     level.source = OSPath(source).get();
     level.guarded = true;
-    if (!OSFolderIdentityOf(source, &level.sourceIdentity)) return false;
+    if (!OSFolderIdentityAt(level.source.c_str(), &level.sourceIdentity)) return false;
     if (expected && !(*expected == level.sourceIdentity)) return false;
     for (size_t i = 0; i + 1 < m_levels.size(); ++i)
         if (m_levels[i].guarded && !StillThere(m_levels[i])) return false;

@@ -64,15 +64,11 @@ struct Listing {
         const int32_t index = Find(name);
         return index >= 0 && IsFolder(index) == folder ? index : -1;
     }
-    bool IsFolder(int32_t index) const { return Attribute(index, FILE_ATTRIBUTE_FOLDER) != 0; }
-    // The names of the sub-folders, in listing order: what a pass keeps of a
-    // listing while it goes down, so that a deep tree holds one level's
-    // listings at a time, not every level's.
-    std::vector<IPtr<IString>> FolderNames() const {
-        std::vector<IPtr<IString>> names;
-        for (int32_t i = 0, count = Count(); i < count; ++i)
-            if (IsFolder(i)) names.push_back(Name(i));
-        return names;
+    bool IsFolder(int32_t index) const {
+        IPtr<IFileAttributes> attributes = AttributesOf(index);
+        int64_t folder = 0;
+        if (attributes) attributes->get_Attribute(FILE_ATTRIBUTE_FOLDER, &folder);
+        return folder != 0;
     }
     IPtr<IString> Name(int32_t index) const {
         IPtr<IString> name;
@@ -83,12 +79,6 @@ struct Listing {
     int32_t Fact(int32_t which) const {
         int32_t value = 0;
         if (names) names->get_Option(which, &value);
-        return value;
-    }
-    int64_t Attribute(int32_t index, int32_t which) const {
-        IPtr<IFileAttributes> attributes = AttributesOf(index);
-        int64_t value = 0;
-        if (attributes) attributes->get_Attribute(which, &value);
         return value;
     }
     // What the copy pass compares of an entry, through one look-up.
@@ -361,11 +351,18 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
         double size;
         OSError error;
     };
+    // The sub-folders' names are what the pass keeps of the listings when
+    // it goes down, so that a deep tree holds one level's listings at a
+    // time, not every level's.
     std::vector<FileCopy> copies;
+    std::vector<IPtr<IString>> folders;
     for (int32_t i = 0; i < count; ++i) {
         const Listing::Facts file = sources.FactsOf(i);
-        if (file.folder) continue;
         IPtr<IString> name = sources.Name(i);
+        if (file.folder) {
+            folders.push_back(std::move(name));
+            continue;
+        }
         if (copyNewOnly) {
             const int32_t existing = targets.Find(name.Get());
             // Only strictly newer files are copied again; no tolerance.
@@ -402,7 +399,6 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     }
 
     if (!subFolders) return S_OK;
-    const std::vector<IPtr<IString>> folders = sources.FolderNames();
     sources = Listing();
     targets = Listing();
     for (const IPtr<IString>& name : folders) {
@@ -497,10 +493,20 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
         return E_FAIL;
     }
 
+    // As in the copy: the sub-folders' names go down, not the listings.
+    struct Folder {
+        IPtr<IString> name;
+        bool inSource;
+    };
+    std::vector<Folder> folders;
     const int32_t count = targets.Count();
     for (int32_t i = 0; i < count; ++i) {
-        if (targets.IsFolder(i)) continue;
         IPtr<IString> name = targets.Name(i);
+        if (targets.IsFolder(i)) {
+            const bool inSource = sources.Find(name.Get(), true) >= 0;
+            folders.push_back(Folder{std::move(name), inSource});
+            continue;
+        }
         if (sources.Find(name.Get(), false) < 0) {
             // Checked again before every deletion: a source that vanished
             // or was replaced during the pass (an unmounted or lost folder)
@@ -519,16 +525,6 @@ HRESULT CShadow::Clean(IString* source, IString* destination, IUILineDisplayable
     }
 
     if (!subFolders) return S_OK;
-    // As in the copy: the names going down, not the listings.
-    struct Folder {
-        IPtr<IString> name;
-        bool inSource;
-    };
-    std::vector<Folder> folders;
-    for (IPtr<IString>& name : targets.FolderNames()) {
-        const bool inSource = sources.Find(name.Get(), true) >= 0;
-        folders.push_back(Folder{std::move(name), inSource});
-    }
     sources = Listing();
     targets = Listing();
 
@@ -569,10 +565,14 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
     }
     if (files.Fact(FILENAME_OPTION_WORK_FILES) > 0) OSRemoveStaleWorkFiles(level->Fd());
 
+    std::vector<IPtr<IString>> folders;
     const int32_t count = files.Count();
     for (int32_t i = 0; i < count; ++i) {
-        if (files.IsFolder(i)) continue;
         IPtr<IString> name = files.Name(i);
+        if (files.IsFolder(i)) {
+            folders.push_back(std::move(name));
+            continue;
+        }
         IPtr<IString> filePath = JoinPath(path, View(name.Get()));
         int64_t size = 0;
         DeleteFile(*level, name.Get(), filePath.Get(), &size);
@@ -584,7 +584,6 @@ HRESULT CShadow::Remove(IString* folder, IUILineDisplayable* sink, int32_t remov
         }
     }
 
-    const std::vector<IPtr<IString>> folders = files.FolderNames();
     files = Listing();
     for (const IPtr<IString>& name : folders) {
         IPtr<IString> folderPath = JoinPath(path, View(name.Get()));

@@ -5,6 +5,30 @@
 #include <utility>
 #include <vector>
 
+namespace {
+
+// Spins a little while until `done()`; returns its last answer.
+template <class Done>
+bool SpinUntil(const Done& done) {
+    // Waking a sleeping thread costs tens of microseconds, as much as the
+    // work of a small folder: a short spin first, where another core can
+    // run the other side meanwhile.
+    static const bool worthIt = std::thread::hardware_concurrency() > 1;
+    if (!worthIt) return done();
+    constexpr int kSpins = 4000;
+    for (int i = 0; i < kSpins; ++i) {
+        if (done()) return true;
+#if defined(__x86_64__) || defined(__i386__)
+        __builtin_ia32_pause();
+#elif defined(__aarch64__)
+        asm volatile("yield");
+#endif
+    }
+    return done();
+}
+
+} // namespace
+
 SideThread::~SideThread() {
     {
         std::lock_guard<std::mutex> hold(m_lock);
@@ -82,24 +106,6 @@ bool SideThread::TryHandOff(const std::function<void()>* job) {
     }
     m_changed.notify_all();
     return true;
-}
-
-bool SideThread::SpinUntil(const std::function<bool()>& done) const {
-    // Waking a sleeping thread costs tens of microseconds, as much as the
-    // work of a small folder: a short spin first, where another core can
-    // run the other side meanwhile.
-    static const bool worthIt = std::thread::hardware_concurrency() > 1;
-    if (!worthIt) return done();
-    constexpr int kSpins = 4000;
-    for (int i = 0; i < kSpins; ++i) {
-        if (done()) return true;
-#if defined(__x86_64__) || defined(__i386__)
-        __builtin_ia32_pause();
-#elif defined(__aarch64__)
-        asm volatile("yield");
-#endif
-    }
-    return done();
 }
 
 std::exception_ptr SideThread::WaitForHandedOff() {

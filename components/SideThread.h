@@ -41,9 +41,6 @@ private:
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::thread m_thread;
-    // Spins a little while until `done`; returns its last answer.
-    bool SpinUntil(const std::function<bool()>& done) const;
-
     std::atomic<const std::function<void()>*> m_job{nullptr}; // the work handed off, until it is done
     bool m_busy = false;                          // a caller owns the side thread
     bool m_stopping = false;

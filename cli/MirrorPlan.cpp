@@ -27,43 +27,6 @@ bool Mirrorable(const std::wstring& path) {
 
 } // namespace
 
-// One listing of a folder, its files or its sub-folders; empty when the
-// folder cannot be listed.
-class MirrorPlan::Listing final {
-public:
-    Listing() = default;
-    explicit Listing(IPtr<ISuperCollection> entries) : m_entries(std::move(entries)) {}
-
-    bool Listed() const { return static_cast<bool>(m_entries); }
-    int32_t Count() const {
-        int32_t count = 0;
-        if (!m_entries || FAILED(m_entries->get_Count(&count))) return 0;
-        return count;
-    }
-    IPtr<IString> Name(int32_t index) const {
-        IPtr<IString> name;
-        m_entries->get_ItemName(index, name.Out());
-        return name;
-    }
-    // The index of the entry of this name (matched exactly), or -1.
-    int32_t Find(IString* name) const {
-        int32_t index = -1;
-        if (!m_entries || !name || FAILED(m_entries->get_Index(name, &index))) return -1;
-        return index;
-    }
-    int64_t Attribute(int32_t index, int32_t which) const {
-        IPtr<IUnknown> entry;
-        int64_t value = 0;
-        if (FAILED(m_entries->get_Item(index, entry.Out()))) return 0;
-        auto attributes = entry.Query<IFileAttributes>();
-        if (attributes) attributes->get_Attribute(which, &value);
-        return value;
-    }
-
-private:
-    IPtr<ISuperCollection> m_entries;
-};
-
 MirrorPlan::MirrorPlan(const HostRuntime& runtime, MirrorSettings settings, Sink sink)
     : m_runtime(runtime), m_settings(std::move(settings)), m_sink(std::move(sink)),
       m_copyKinds(AllEntriesAs(L"File")), m_cleanKinds(AllEntriesAs(L"*")) {}
@@ -76,7 +39,7 @@ IPtr<IExtCollection> MirrorPlan::AllEntriesAs(const wchar_t* kind) const {
 }
 
 // The same request the component makes for each of its listings.
-MirrorPlan::Listing MirrorPlan::List(const std::wstring& folder, bool folders, IExtCollection* kinds) const {
+FileListing MirrorPlan::List(const std::wstring& folder, bool folders, IExtCollection* kinds) const {
     auto names = m_runtime.Create<IFileNameCollection>(L"FileNameCollection");
     if (!names) throw Failure("the host runtime offers no folder listing");
     auto path = m_runtime.NewString(folder);
@@ -86,8 +49,8 @@ MirrorPlan::Listing MirrorPlan::List(const std::wstring& folder, bool folders, I
     names->put_Option(18, 0);
     names->put_Option(FILENAME_OPTION_FOLDERS, folders ? kListFolders : kListFiles);
     names->put_Option(22, 1);
-    if (FAILED(names->Scan())) return Listing();
-    return Listing(names.Query<ISuperCollection>());
+    if (FAILED(names->Scan())) return FileListing();
+    return FileListing(names.Query<ISuperCollection>());
 }
 
 void MirrorPlan::Emit(MirrorAction action, std::wstring path, int64_t bytes, std::wstring source, const char* why) {
@@ -118,15 +81,15 @@ void MirrorPlan::PlanCopy() { Copy(m_settings.source, m_settings.destination, tr
 void MirrorPlan::PlanClean() { Clean(m_settings.source, m_settings.destination); }
 
 bool MirrorPlan::SourceLooksEmpty() const {
-    const Listing files = List(m_settings.source, false, m_copyKinds.Get());
+    const FileListing files = List(m_settings.source, false, m_copyKinds.Get());
     if (!files.Listed() || files.Count() > 0) return false;
-    const Listing folders = List(m_settings.source, true, m_copyKinds.Get());
+    const FileListing folders = List(m_settings.source, true, m_copyKinds.Get());
     return folders.Listed() && folders.Count() == 0;
 }
 
 void MirrorPlan::Copy(const std::wstring& from, const std::wstring& to, bool targetExists, bool top) {
-    Listing sources = List(from, false, m_copyKinds.Get());
-    Listing targets = targetExists ? List(to, false, m_copyKinds.Get()) : Listing();
+    FileListing sources = List(from, false, m_copyKinds.Get());
+    FileListing targets = targetExists ? List(to, false, m_copyKinds.Get()) : FileListing();
     if (!sources.Listed()) {
         if (top) throw Failure("cannot list the source folder " + ToUtf8(from));
         return;
@@ -140,20 +103,19 @@ void MirrorPlan::Copy(const std::wstring& from, const std::wstring& to, bool tar
         IPtr<IString> name = sources.Name(i);
         if (m_settings.copyNewOnly) {
             const int32_t existing = targets.Find(name.Get());
-            if (existing >= 0 && sources.Attribute(i, FILE_ATTRIBUTE_MODIFIED) <=
-                                     targets.Attribute(existing, FILE_ATTRIBUTE_MODIFIED))
+            if (existing >= 0 && sources.FactsOf(i).modified <= targets.FactsOf(existing).modified)
                 continue;
         }
         const std::wstring text = TextOf(name.Get());
-        Emit(MirrorAction::CopyFile, JoinPath(to, text), sources.Attribute(i, FILE_ATTRIBUTE_SIZE),
+        Emit(MirrorAction::CopyFile, JoinPath(to, text), sources.FactsOf(i).size,
              JoinPath(from, text));
     }
     if (!m_settings.subFolders) return;
 
     // One level's listings at a time, as in the run.
-    sources = Listing();
-    targets = Listing();
-    const Listing folders = List(from, true, m_copyKinds.Get());
+    sources = FileListing();
+    targets = FileListing();
+    const FileListing folders = List(from, true, m_copyKinds.Get());
     const int32_t folderCount = folders.Count();
     for (int32_t i = 0; i < folderCount; ++i) {
         const std::wstring name = TextOf(folders.Name(i).Get());
@@ -184,22 +146,22 @@ void MirrorPlan::CopyFolder(const std::wstring& from, const std::wstring& to, bo
 }
 
 void MirrorPlan::Clean(const std::wstring& from, const std::wstring& to) {
-    Listing sources = List(from, false, m_cleanKinds.Get());
-    Listing targets = List(to, false, m_cleanKinds.Get());
+    FileListing sources = List(from, false, m_cleanKinds.Get());
+    FileListing targets = List(to, false, m_cleanKinds.Get());
     if (!sources.Listed() || !targets.Listed()) return;
 
     const int32_t count = targets.Count();
     for (int32_t i = 0; i < count; ++i) {
         IPtr<IString> name = targets.Name(i);
         if (sources.Find(name.Get()) >= 0) continue;
-        Emit(MirrorAction::DeleteFile, JoinPath(to, TextOf(name.Get())), targets.Attribute(i, FILE_ATTRIBUTE_SIZE));
+        Emit(MirrorAction::DeleteFile, JoinPath(to, TextOf(name.Get())), targets.FactsOf(i).size);
     }
     if (!m_settings.subFolders) return;
 
-    sources = Listing();
-    targets = Listing();
-    const Listing sourceFolders = List(from, true, m_cleanKinds.Get());
-    const Listing targetFolders = List(to, true, m_cleanKinds.Get());
+    sources = FileListing();
+    targets = FileListing();
+    const FileListing sourceFolders = List(from, true, m_cleanKinds.Get());
+    const FileListing targetFolders = List(to, true, m_cleanKinds.Get());
     if (!sourceFolders.Listed() || !targetFolders.Listed()) return;
     const int32_t folderCount = targetFolders.Count();
     for (int32_t i = 0; i < folderCount; ++i) {
@@ -211,13 +173,13 @@ void MirrorPlan::Clean(const std::wstring& from, const std::wstring& to) {
 }
 
 void MirrorPlan::Remove(const std::wstring& folder) {
-    const Listing files = List(folder, false, m_cleanKinds.Get());
+    const FileListing files = List(folder, false, m_cleanKinds.Get());
     if (!files.Listed()) return; // the run leaves a folder it cannot list
     const int32_t count = files.Count();
     for (int32_t i = 0; i < count; ++i)
         Emit(MirrorAction::DeleteFile, JoinPath(folder, TextOf(files.Name(i).Get())),
-             files.Attribute(i, FILE_ATTRIBUTE_SIZE));
-    const Listing folders = List(folder, true, m_cleanKinds.Get());
+             files.FactsOf(i).size);
+    const FileListing folders = List(folder, true, m_cleanKinds.Get());
     const int32_t folderCount = folders.Count();
     for (int32_t i = 0; i < folderCount; ++i) Remove(JoinPath(folder, TextOf(folders.Name(i).Get())));
     Emit(MirrorAction::DeleteFolder, folder);

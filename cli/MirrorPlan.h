@@ -25,6 +25,7 @@
 #include <string>
 
 #include "cli/HostRuntime.h"
+#include "sdk/FileListing.h"
 
 namespace cli {
 
@@ -79,9 +80,8 @@ public:
     const PlanCounts& Counts() const { return m_counts; }
 
 private:
-    class Listing;
 
-    Listing List(const std::wstring& folder, bool folders, IExtCollection* kinds) const;
+    FileListing List(const std::wstring& folder, bool folders, IExtCollection* kinds) const;
     IPtr<IExtCollection> AllEntriesAs(const wchar_t* kind) const;
     void Copy(const std::wstring& from, const std::wstring& to, bool targetExists, bool top);
     void CopyFolder(const std::wstring& from, const std::wstring& to, bool targetExists);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "components/FileSystem.h"
+#include "sdk/FileListing.h"
 #include "core/Helpers.h"
 #include "sdk/ScopeExit.h"
 
@@ -41,69 +42,23 @@ IPtr<IString> JoinPath(const CREFString& folder, const CREFString& name) {
     return IPtr<IString>::Adopt(ISCreate(path.c_str()));
 }
 
-// One scan of a folder through the host's listing service: its files (with
-// every entry treated as kind `kind`) or its sub-folders.
-struct Listing {
+// One scan of a folder through the host's listing service: its entries
+// (sdk/FileListing.h), the listing's status and its facts.
+struct Listing : FileListing {
     IPtr<IFileNameCollection> names;
-    IPtr<ISuperCollection> entries;
     HRESULT status = E_FAIL;
 
-    int32_t Count() const {
-        int32_t count = 0;
-        if (!entries || FAILED(entries->get_Count(&count))) return 0;
-        return count;
-    }
-    // The index of the entry of this name, or -1.
-    int32_t Find(IString* name) const {
-        int32_t index = -1;
-        if (!entries || FAILED(entries->get_Index(name, &index))) return -1;
-        return index;
-    }
+    using FileListing::Find;
     // The index of the entry of this name and kind (file or folder), or -1.
     int32_t Find(IString* name, bool folder) const {
         const int32_t index = Find(name);
         return index >= 0 && IsFolder(index) == folder ? index : -1;
-    }
-    bool IsFolder(int32_t index) const {
-        IPtr<IFileAttributes> attributes = AttributesOf(index);
-        int64_t folder = 0;
-        if (attributes) attributes->get_Attribute(FILE_ATTRIBUTE_FOLDER, &folder);
-        return folder != 0;
-    }
-    IPtr<IString> Name(int32_t index) const {
-        IPtr<IString> name;
-        entries->get_ItemName(index, name.Out());
-        return name;
     }
     // A fact of the scan (FILENAME_OPTION_SCAN_ERROR, _WORK_FILES); 0 when unknown.
     int32_t Fact(int32_t which) const {
         int32_t value = 0;
         if (names) names->get_Option(which, &value);
         return value;
-    }
-    // What the copy pass compares of an entry, through one look-up.
-    struct Facts {
-        bool folder = false;
-        int64_t size = 0;
-        int64_t modified = 0;
-    };
-    Facts FactsOf(int32_t index) const {
-        Facts facts;
-        if (IPtr<IFileAttributes> attributes = AttributesOf(index)) {
-            int64_t folder = 0;
-            attributes->get_Attribute(FILE_ATTRIBUTE_FOLDER, &folder);
-            attributes->get_Attribute(FILE_ATTRIBUTE_SIZE, &facts.size);
-            attributes->get_Attribute(FILE_ATTRIBUTE_MODIFIED, &facts.modified);
-            facts.folder = folder != 0;
-        }
-        return facts;
-    }
-
-private:
-    IPtr<IFileAttributes> AttributesOf(int32_t index) const {
-        IPtr<IUnknown> entry;
-        if (FAILED(entries->get_Item(index, entry.Out()))) return {};
-        return entry.Query<IFileAttributes>();
     }
 };
 
@@ -128,8 +83,8 @@ Listing Scan(IString* folder, IExtCollection* extensions, bool namesOnly = false
     if (namesOnly) listing.names->put_Option(FILENAME_OPTION_NAMES_ONLY, 1);
     listing.names->put_Option(22, 1);
     listing.status = listing.names->Scan();
-    listing.entries = listing.names.Query<ISuperCollection>();
-    if (SUCCEEDED(listing.status) && !listing.entries) listing.status = E_NOINTERFACE;
+    static_cast<FileListing&>(listing) = FileListing(listing.names.Query<ISuperCollection>());
+    if (SUCCEEDED(listing.status) && !listing.Listed()) listing.status = E_NOINTERFACE;
     return listing;
 }
 
@@ -334,8 +289,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     if (FAILED(targets.status)) OSCreateFolder(to);
     // A source that cannot be listed ends the copy with the listing's code.
     if (FAILED(sources.status)) return ListingFailed(m_Failures, sources, from);
-    int32_t count = 0;
-    if (const HRESULT hr = sources.entries->get_Count(&count); FAILED(hr)) return hr;
+    const int32_t count = sources.Count();
 
     PassFolders::Scope level(m_Folders, to);
     if (!level->Entered()) m_Failures.Record("cannot enter folder", to, level->error);
@@ -357,7 +311,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
     std::vector<FileCopy> copies;
     std::vector<IPtr<IString>> folders;
     for (int32_t i = 0; i < count; ++i) {
-        const Listing::Facts file = sources.FactsOf(i);
+        const FileListing::Facts file = sources.FactsOf(i);
         IPtr<IString> name = sources.Name(i);
         if (file.folder) {
             folders.push_back(std::move(name));
@@ -367,7 +321,7 @@ HRESULT CShadow::Copy(IString* source, IString* destination, short copyNewOnly, 
             const int32_t existing = targets.Find(name.Get());
             // Only strictly newer files are copied again; no tolerance.
             if (existing >= 0) {
-                const Listing::Facts target = targets.FactsOf(existing);
+                const FileListing::Facts target = targets.FactsOf(existing);
                 if (!target.folder && file.modified <= target.modified) continue;
             }
         }

@@ -9,6 +9,7 @@
 #include "host/runtime/Components.h"
 #include "host/settings/Components.h"
 #include "host/streams/Components.h"
+#include "host/transform/Components.h"
 #include "host/ui/Components.h"
 #include "host/values/Components.h"
 
@@ -22,6 +23,7 @@ std::vector<HostComponent>& Joined() {
         const std::span<const HostComponent> families[] = {
             ValuesComponents(),   CollectionsComponents(), RuntimeComponents(),   FilesComponents(),
             StreamsComponents(),  SettingsComponents(),    ParametersComponents(), UIComponents(),
+            TransformComponents(),
         };
         for (std::span<const HostComponent> rows : families) joined.insert(joined.end(), rows.begin(), rows.end());
         return joined;

@@ -11,6 +11,7 @@
 #include "Step.h"
 #include "Streams.h"
 #include "Strings.h"
+#include "Transforms.h"
 #include "Variant.h"
 
 // The entry points of a module, as a host finds them with dlsym.

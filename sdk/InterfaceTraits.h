@@ -55,6 +55,9 @@ SHADOW_INTERFACE_INFO(IExtCollection, IUnknown)
 SHADOW_INTERFACE_INFO(IFileNameCollection, IUnknown)
 SHADOW_INTERFACE_INFO(IStep, IUnknown)
 SHADOW_INTERFACE_INFO(IShadow, IUnknown)
+SHADOW_INTERFACE_INFO(IStreamTransform, IUnknown)
+SHADOW_INTERFACE_INFO(IDataStreamEx, IUnknown)
+SHADOW_INTERFACE_INFO(IZipFile, IUnknown)
 
 #undef SHADOW_INTERFACE_INFO
 
@@ -62,6 +65,12 @@ template <>
 struct InterfaceInfo<IStreamErrorText> {
     using Parent = IUnknown;
     static const IID& Id() { return StreamErrorTextIID(); }
+};
+
+template <>
+struct InterfaceInfo<IFileDataStream> {
+    using Parent = IDataStream;
+    static const IID& Id() { return FileDataStreamIID(); }
 };
 
 // True when `iid` names I or one of the interfaces I derives from (other

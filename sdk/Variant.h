@@ -32,8 +32,9 @@ struct IVariant : IUnknown {
     // Holds the given string (a reference is taken; null empties).
     virtual HRESULT put_String(IString* value) = 0;
     // Sets the variant from an object: another variant's value is copied,
-    // a string is held as a string, any other object as an object, null
-    // empties the variant.
+    // a string is held as a string, any other object (a data stream too,
+    // even one that also answers IString) as an object, null empties the
+    // variant.
     virtual HRESULT put_Unknown(IUnknown* value) = 0;
     virtual HRESULT Clear() = 0;
 };

@@ -180,7 +180,9 @@ HRESULT Variant::put_Unknown(IUnknown* value) {
         }
         return S_OK;
     }
-    if (IPtr<IString> s = QueryAs<IString>(value)) {
+    // A data stream stays an object even when it also reads as text (a file
+    // stream does), so that whoever wants the stream finds it.
+    if (IPtr<IString> s = QueryAs<IDataStream>(value) ? IPtr<IString>() : QueryAs<IString>(value)) {
         Assign(VARIANT_STRING, 0, 0.0, std::move(s), {});
         return S_OK;
     }

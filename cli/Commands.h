@@ -13,12 +13,14 @@ using Arguments = std::vector<std::string>;
 int MirrorCommand(const Arguments& args);
 int RunCommand(const Arguments& args);
 int ListCommand(const Arguments& args);
+int ConvertCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
 const char* MirrorHelp();
 const char* RunHelp();
 const char* ListHelp();
+const char* ConvertHelp();
 
 // True for "--help" and "-h".
 bool IsHelpOption(const std::string& arg);

@@ -16,6 +16,8 @@ const char* GeneralHelp() {
            "        set a component's parameters and run it\n"
            "  list [COMPONENT]\n"
            "        show the module's components and their parameters\n"
+           "  convert IN OUT [--compress] [--encrypt --key-file F] [--sha256] [--base64] [--revert] ...\n"
+           "        protect or restore a file (or, with --zip, a folder)\n"
            "\n"
            "'shadow <command> --help' describes a command.\n"
            "\n"
@@ -56,7 +58,8 @@ const char* MirrorHelp() {
 }
 
 const char* RunHelp() {
-    return "usage: shadow run COMPONENT [Name=Value ...] [--load FILE.xml] [--save FILE.xml] [--verbose]\n"
+    return "usage: shadow run COMPONENT [Name=Value ...] [--load FILE.xml] [--save FILE.xml]\n"
+           "                 [--output Name=PATH ...] [--verbose]\n"
            "\n"
            "Creates the component, loads its parameters from FILE.xml when --load is\n"
            "given, sets the parameters named on the command line, saves them to\n"
@@ -67,11 +70,52 @@ const char* RunHelp() {
            "  integer, switch  a whole number, such as 0, 1 or -5\n"
            "  choice           the name of a choice (any case) or its number from 0\n"
            "  number           a decimal number, such as 2.5\n"
-           "  others           the text as it is\n"
+           "  others           the text as it is; @PATH gives the file's content as a\n"
+           "                   data stream (and, to a component that reads text, its\n"
+           "                   bytes as characters 0-255); @@TEXT stands for @TEXT\n"
            "\n"
            "After the run, parameters whose value the component changed (its\n"
-           "outputs) are printed as Name=Value lines.\n"
+           "outputs) are printed as Name=Value lines. --output Name=PATH (repeatable)\n"
+           "writes a parameter to PATH after a successful run: a data stream as its\n"
+           "bytes, a text as UTF-8.\n"
            "Ctrl-C stops the component; a second Ctrl-C quits at once.\n";
+}
+
+const char* ConvertHelp() {
+    return "usage: shadow convert IN OUT [options]\n"
+           "       shadow convert --zip FOLDER OUT [options]\n"
+           "       shadow convert --revert --unzip DIR IN [options]\n"
+           "\n"
+           "Passes the file IN through the STREAMConvert step and writes the result to\n"
+           "OUT. Forward, the layers are applied in the order compression, encryption,\n"
+           "authentication, MIME coding; --revert undoes them and needs the same\n"
+           "options as the forward run (with --auto-header the header alone is enough).\n"
+           "\n"
+           "  --compress       compress (zlib format)\n"
+           "  --compress-raw   compress (raw deflate)\n"
+           "  --encrypt        encrypt and authenticate with a key: the one from\n"
+           "                   --key-file F (its trailing line end is not part of the\n"
+           "                   key) or --key-env VAR, else the key configured in the\n"
+           "                   host's settings\n"
+           "  --sha256         append a SHA-256 (keyed when a key is configured) and\n"
+           "                   check it on --revert\n"
+           "  --base64, --hex, --base64-wide\n"
+           "                   MIME coding; --base64-wide writes 32-bit characters\n"
+           "  --header TEXT    write TEXT in front of the result; on --revert the input\n"
+           "                   must start with TEXT, which is removed first\n"
+           "  --auto-header    write a header that records the layers\n"
+           "  --revert         restore the original bytes\n"
+           "  --zip FOLDER     the input is FOLDER, packed as one zip archive\n"
+           "  --unzip DIR      with --revert: unpack the restored archive into DIR\n"
+           "                   (existing files are never replaced)\n"
+           "  --force          replace OUT when it exists\n"
+           "\n"
+           "OUT is written to a work file and renamed into place when complete; a\n"
+           "failed run leaves it as it was. Reasons for a failure (a wrong key, a\n"
+           "changed or truncated input) are printed on stderr and kept in the event log.\n"
+           "\n"
+           "Exit codes: 0 success, 1 the conversion failed, 2 the command line cannot\n"
+           "be used as given.\n";
 }
 
 const char* ListHelp() {

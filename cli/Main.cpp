@@ -9,7 +9,7 @@
 namespace {
 
 int Dispatch(const cli::Arguments& args) {
-    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list");
+    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert");
     const std::string& command = args[0];
     cli::Arguments rest(args.begin() + 1, args.end());
     if (cli::IsHelpOption(command) || command == "help") {
@@ -19,7 +19,8 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "mirror") return cli::MirrorCommand(rest);
     if (command == "run") return cli::RunCommand(rest);
     if (command == "list") return cli::ListCommand(rest);
-    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list");
+    if (command == "convert") return cli::ConvertCommand(rest);
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert");
 }
 
 } // namespace

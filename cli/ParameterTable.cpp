@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "cli/CliError.h"
+#include "cli/FileStreams.h"
 #include "cli/HostRuntime.h"
 #include "cli/Text.h"
 
@@ -40,8 +41,13 @@ std::wstring ValueText(IVariant* value, int32_t* type) {
         value->get_String(text.Out());
         return TextOf(text.Get());
     }
-    case VARIANT_OBJECT:
+    case VARIANT_OBJECT: {
+        IPtr<IUnknown> object;
+        value->get_Object(object.Out());
+        if (auto stream = QueryAs<IDataStream>(object.Get()))
+            return L"(data stream of " + std::to_wstring(StreamSize(stream.Get())) + L" bytes)";
         return L"(object)";
+    }
     default:
         return {};
     }
@@ -130,6 +136,13 @@ const ParameterInfo* FindParameter(const std::vector<ParameterInfo>& all, std::w
     return nullptr;
 }
 
+const ParameterInfo& RequireParameter(const std::vector<ParameterInfo>& all, std::wstring_view name) {
+    const ParameterInfo* parameter = FindParameter(all, name);
+    if (!parameter)
+        throw UsageError("unknown parameter " + Quoted(name) + "; valid parameters: " + Join(NamesOf(all), ", "));
+    return *parameter;
+}
+
 void SetParameter(const HostRuntime& runtime, IParameters* parameters, const ParameterInfo& parameter,
                   std::wstring_view text) {
     const std::string where = "value " + Quoted(text) + " for " + ToUtf8(parameter.name);
@@ -166,7 +179,14 @@ void SetParameter(const HostRuntime& runtime, IParameters* parameters, const Par
         break;
     }
     case ValueKind::Text: {
-        auto string = runtime.NewString(text);
+        // "@PATH" hands over the file's content as a data stream; "@@..."
+        // stands for text that starts with "@".
+        if (text.starts_with(L"@") && !text.starts_with(L"@@")) {
+            if (text.size() == 1) throw UsageError("malformed " + where + ": expected a file name after @");
+            value.Reset(OpenFileStream(runtime, ToUtf8(text.substr(1))).Get());
+            break;
+        }
+        auto string = runtime.NewString(text.starts_with(L"@@") ? text.substr(1) : text);
         value.Reset(string.Get());
         break;
     }
@@ -187,10 +207,7 @@ void ApplyAssignments(const HostRuntime& runtime, IParameters* parameters,
         if (equals == std::wstring::npos || equals == 0)
             throw UsageError("malformed assignment " + Quoted(assignment) + ": expected Name=Value");
         std::wstring_view name(assignment.data(), equals);
-        const ParameterInfo* parameter = FindParameter(all, name);
-        if (!parameter)
-            throw UsageError("unknown parameter " + Quoted(name) + "; valid parameters: " + Join(NamesOf(all), ", "));
-        SetParameter(runtime, parameters, *parameter, std::wstring_view(assignment).substr(equals + 1));
+        SetParameter(runtime, parameters, RequireParameter(all, name), std::wstring_view(assignment).substr(equals + 1));
     }
 }
 

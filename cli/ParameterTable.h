@@ -18,7 +18,7 @@ enum class ValueKind {
     Integer, // type code 3 or 7: a decimal integer
     Choice,  // a choice list: the item's text (case-blind) or its index
     Double,  // the current value is a double
-    Text,    // anything else, taken as it is
+    Text,    // anything else, taken as it is; "@PATH" gives the file's content as a data stream
 };
 
 struct ParameterInfo {
@@ -47,6 +47,10 @@ std::string ValueShown(const ParameterInfo& parameter);
 
 // The parameter whose name matches ASCII case-blind, or null.
 const ParameterInfo* FindParameter(const std::vector<ParameterInfo>& all, std::wstring_view name);
+
+// The parameter whose name matches; a usage error listing the valid names
+// when there is none.
+const ParameterInfo& RequireParameter(const std::vector<ParameterInfo>& all, std::wstring_view name);
 
 // Sets the parameter from its command-line text. Throws CliError: a usage
 // error naming the expected form when the text does not fit the kind, a

@@ -7,6 +7,7 @@
 #include "cli/Commands.h"
 #include "cli/Components.h"
 #include "cli/FailureWatch.h"
+#include "cli/FileStreams.h"
 #include "cli/FolderChecks.h"
 #include "cli/HostRuntime.h"
 #include "cli/LineMonitor.h"
@@ -24,6 +25,8 @@ struct RunOptions {
     std::vector<std::wstring> assignments;
     std::string load;
     std::string save;
+    // "--output Name=PATH": parameters written to files after the run.
+    std::vector<std::pair<std::wstring, std::string>> outputs;
     bool verbose = false;
     bool help = false;
 };
@@ -57,7 +60,14 @@ RunOptions ParseRun(const Arguments& args) {
             else if (arg == "--verbose" || arg == "-v") options.verbose = true;
             else if (TakeFileOption("--load", args, i, options.load)) continue;
             else if (TakeFileOption("--save", args, i, options.save)) continue;
-            else throw UsageError("unknown option " + arg + " for run; valid options: --load, --save, --verbose");
+            else if (std::string output; TakeFileOption("--output", args, i, output)) {
+                size_t equals = output.find('=');
+                if (equals == std::string::npos || equals == 0 || equals + 1 == output.size())
+                    throw UsageError("malformed --output " + output + ": expected Name=PATH");
+                options.outputs.emplace_back(WideArgument(output.substr(0, equals)), output.substr(equals + 1));
+            } else
+                throw UsageError("unknown option " + arg +
+                                 " for run; valid options: --load, --save, --output, --verbose");
             continue;
         }
         if (!haveComponent) {
@@ -85,6 +95,18 @@ void CheckMirrorFolders(IParameters* parameters) {
     struct stat info;
     if (source.empty() || destination.empty() || stat(source.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return;
     CheckFoldersApart(WithoutTrailingSlash(source), WithoutTrailingSlash(destination));
+}
+
+// Writes each "--output Name=PATH" parameter to its file.
+void WriteOutputs(const HostRuntime& runtime, IParameters* parameters,
+                  const std::vector<std::pair<std::wstring, std::string>>& outputs) {
+    std::vector<ParameterInfo> all = ReadParameters(parameters);
+    for (const auto& [name, path] : outputs) {
+        const ParameterInfo& parameter = RequireParameter(all, name);
+        IPtr<IVariant> value;
+        parameters->get_ItemVariant(parameter.index, value.Out());
+        SaveValueToFile(runtime, value.Get(), ToUtf8(parameter.name), path);
+    }
 }
 
 // Prints the parameters whose value the run changed (a component's outputs),
@@ -115,7 +137,11 @@ int RunCommand(const Arguments& args) {
         throw UsageError("component " + ToUtf8(name) + " has no parameters to set");
 
     if (!options.load.empty()) LoadParameterFile(*runtime, component.Get(), options.load);
+    if (!options.outputs.empty() && !parameters)
+        throw UsageError("component " + ToUtf8(name) + " has no parameters to write out");
     if (parameters) {
+        std::vector<ParameterInfo> all = ReadParameters(parameters.Get());
+        for (const auto& output : options.outputs) RequireParameter(all, output.first);
         ApplyAssignments(*runtime, parameters.Get(), options.assignments);
         if (name == L"Shadow") CheckMirrorFolders(parameters.Get());
     }
@@ -127,7 +153,9 @@ int RunCommand(const Arguments& args) {
     FailureWatch failures(*runtime);
     StepOutcome outcome = RunStep(component.Get(), monitor.Get());
     if (parameters) PrintChangedParameters(before, parameters.Get());
-    return ExitCodeOf(outcome, monitor.Get(), ToUtf8(name), &failures, options.verbose);
+    int code = ExitCodeOf(outcome, monitor.Get(), ToUtf8(name), &failures, options.verbose);
+    if (code == EXIT_SUCCESS_CODE && parameters) WriteOutputs(*runtime, parameters.Get(), options.outputs);
+    return code;
 }
 
 } // namespace cli

@@ -1,9 +1,18 @@
 #include "host/transform/Components.h"
 
+#include "host/transform/TextTransform.h"
+
 namespace host {
 
-// The stream transformer and the text transforms join this table as they
-// are built.
-std::span<const HostComponent> TransformComponents() { return {}; }
+namespace {
+
+constexpr HostComponent kRows[] = {
+    {L"UnicodeGB2312", &CreateUnicodeGb2312},
+    {L"ASCIIStream", &CreateAsciiStream},
+};
+
+} // namespace
+
+std::span<const HostComponent> TransformComponents() { return kRows; }
 
 } // namespace host

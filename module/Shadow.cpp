@@ -9,6 +9,7 @@
 #include "module/Module.h"
 #include "module/Object.h"
 #include "module/RegistryRow.h"
+#include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
 
 // Null until the host calls InitializeModule; released at unload.
@@ -49,6 +50,7 @@ struct ComponentRow {
 //   "URLGet"            CURLGet
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+    {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 #include "module/Module.h"
 #include "module/Object.h"
 #include "module/RegistryRow.h"
+#include "components/STREAMConvert.h"
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
 
@@ -50,6 +51,7 @@ struct ComponentRow {
 //   "URLGet"            CURLGet
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+    {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},
     {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
 };
 

@@ -7,6 +7,7 @@ HRESULT CreateCSVStream(const IID* iid, void** out);
 HRESULT CreateXMLStream(const IID* iid, void** out);
 HRESULT CreateDataStream(const IID* iid, void** out);
 HRESULT CreateFolderStream(const IID* iid, void** out);
+HRESULT CreateFileDataStream(const IID* iid, void** out);
 
 namespace {
 
@@ -15,6 +16,7 @@ constexpr HostComponent kRows[] = {
     {L"XMLStream", &CreateXMLStream},
     {L"DataStream", &CreateDataStream},
     {L"FolderStream", &CreateFolderStream},
+    {L"File", &CreateFileDataStream},
 };
 
 } // namespace

@@ -7,10 +7,10 @@
 set -euo pipefail
 
 packages=(g++ cmake ninja-build make pkg-config libgtest-dev libgmock-dev
-          libpugixml-dev libcurl4-openssl-dev zlib1g-dev libssl-dev)
+          libpugixml-dev libcurl4-openssl-dev zlib1g-dev libssl-dev libzip-dev)
 # The libraries CMakeLists.txt finds, for the arm64 cross build.
 arm64_libraries=(libgtest-dev libgmock-dev libpugixml-dev libcurl4-openssl-dev
-                 zlib1g-dev libssl-dev)
+                 zlib1g-dev libssl-dev libzip-dev)
 
 sudo_cmd=()
 [[ $(id -u) -ne 0 ]] && sudo_cmd=(sudo)

@@ -8,6 +8,7 @@ HRESULT CreateXMLStream(const IID* iid, void** out);
 HRESULT CreateDataStream(const IID* iid, void** out);
 HRESULT CreateFolderStream(const IID* iid, void** out);
 HRESULT CreateFileDataStream(const IID* iid, void** out);
+HRESULT CreateZipFile(const IID* iid, void** out);
 
 namespace {
 
@@ -17,6 +18,7 @@ constexpr HostComponent kRows[] = {
     {L"DataStream", &CreateDataStream},
     {L"FolderStream", &CreateFolderStream},
     {L"File", &CreateFileDataStream},
+    {L"ZipFile", &CreateZipFile},
 };
 
 } // namespace

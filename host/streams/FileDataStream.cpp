@@ -82,7 +82,7 @@ void FileDataStream::ReleaseUnusedMapping() {
 }
 
 HRESULT FileDataStream::Fail(const std::string& path, const std::string& reason) {
-    m_error = path + ": " + reason;
+    m_error = path.empty() ? reason : path + ": " + reason;
     return E_FAIL;
 }
 

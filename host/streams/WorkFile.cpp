@@ -14,6 +14,8 @@ namespace host {
 
 namespace {
 
+std::atomic<bool> g_namedOnly{false};
+
 // ".work-" and sixteen random hexadecimal digits: hidden, and unique enough
 // that the O_EXCL retry below almost never runs.
 std::string RandomWorkName() {
@@ -26,6 +28,17 @@ std::string RandomWorkName() {
     char name[32];
     std::snprintf(name, sizeof name, ".work-%016" PRIx64, bits);
     return name;
+}
+
+// Gives the open file `fd` the name `name` in `folder`; fails with EEXIST
+// when the name is taken. The descriptor's entry under /proc links the file
+// itself; AT_EMPTY_PATH, which needs a privilege most processes lack, is
+// the way left where /proc is not mounted.
+int LinkDescriptor(int fd, int folder, const std::string& name) {
+    const std::string self = "/proc/self/fd/" + std::to_string(fd);
+    if (::linkat(AT_FDCWD, self.c_str(), folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+    if (errno != ENOENT) return errno;
+    return ::linkat(fd, "", folder, name.c_str(), AT_EMPTY_PATH) == 0 ? 0 : errno;
 }
 
 // Whether O_TMPFILE failed because the file system (or kernel) lacks it,
@@ -41,9 +54,11 @@ WorkFile::~WorkFile() {
 
 int WorkFile::Create(int folder) {
     m_folder = folder;
-    m_fd.Reset(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
-    if (m_fd.IsOpen()) return 0;
-    if (!LacksTmpFile(errno)) return errno;
+    if (!g_namedOnly.load(std::memory_order_relaxed)) {
+        m_fd.Reset(::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666));
+        if (m_fd.IsOpen()) return 0;
+        if (!LacksTmpFile(errno)) return errno;
+    }
     for (int attempt = 0; attempt < 16; ++attempt) {
         std::string name = RandomWorkName();
         m_fd.Reset(::openat(folder, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
@@ -78,25 +93,22 @@ int WorkFile::Finish() {
 }
 
 int WorkFile::NameIt() {
-    // The descriptor's entry under /proc links the file itself
-    // (AT_EMPTY_PATH would need a privilege most processes lack).
-    const std::string self = "/proc/self/fd/" + std::to_string(m_fd.Get());
     for (int attempt = 0; attempt < 16; ++attempt) {
         std::string name = RandomWorkName();
-        if (::linkat(AT_FDCWD, self.c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+        const int error = LinkDescriptor(m_fd.Get(), m_folder, name);
+        if (!error) {
             m_name = std::move(name);
             m_fd.Reset();
             return 0;
         }
-        if (errno != EEXIST) return errno;
+        if (error != EEXIST) return error;
     }
     return EEXIST;
 }
 
 int WorkFile::LinkAs(const std::string& name) {
     if (m_name.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(m_fd.Get());
-        if (::linkat(AT_FDCWD, self.c_str(), m_folder, name.c_str(), AT_SYMLINK_FOLLOW) != 0) return errno;
+        if (int error = LinkDescriptor(m_fd.Get(), m_folder, name)) return error;
         m_placed = true;
         m_fd.Reset();
         ::fsync(m_folder);
@@ -119,5 +131,7 @@ int WorkFile::ReplaceAs(const std::string& name) {
     ::fsync(m_folder);
     return 0;
 }
+
+void UseNamedWorkFilesForTesting(bool named) { g_namedOnly.store(named, std::memory_order_relaxed); }
 
 } // namespace host

@@ -50,4 +50,8 @@ private:
     bool m_placed = false;
 };
 
+// Makes every later work file a named one, as on a file system without
+// O_TMPFILE, so that tests reach that way too; false goes back.
+void UseNamedWorkFilesForTesting(bool named);
+
 } // namespace host

@@ -2,7 +2,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/streams/WorkFile.h"
 #include "host/text/FileNameEncoding.h"
+#include "sdk/ScopeExit.h"
 #include "sdk/ScopedHandles.h"
 #include "support/HostTestSupport.h"
 
@@ -63,23 +65,28 @@ TEST(FileDataStream, WritesNeverReachTheFile) {
 }
 
 TEST(FileDataStream, SaveStreamReplacesWholeAndKeepsTheMode) {
-    TempDir dir;
-    WriteFile(dir / "old", "old content");
-    ASSERT_EQ(::chmod((dir / "old").c_str(), 0640), 0);
-    IPtr<IFileDataStream> file = NewFile();
-    IPtr<IDataStream> content = Make<IDataStream>(L"DataStream");
-    WriteBytes(content.Get(), "new");
-    ASSERT_EQ(file->SaveStream(content.Get(), PathOf(dir / "old").Get()), S_OK) << ErrorText(file.Get());
-    EXPECT_EQ(ReadFile(dir / "old"), "new");
-    EXPECT_EQ(ModeOf(dir / "old"), 0640u);
+    for (bool named : {false, true}) {
+        SCOPED_TRACE(named ? "named work file" : "nameless work file");
+        host::UseNamedWorkFilesForTesting(named);
+        ScopeExit back([] { host::UseNamedWorkFilesForTesting(false); });
+        TempDir dir;
+        WriteFile(dir / "old", "old content");
+        ASSERT_EQ(::chmod((dir / "old").c_str(), 0640), 0);
+        IPtr<IFileDataStream> file = NewFile();
+        IPtr<IDataStream> content = Make<IDataStream>(L"DataStream");
+        WriteBytes(content.Get(), "new");
+        ASSERT_EQ(file->SaveStream(content.Get(), PathOf(dir / "old").Get()), S_OK) << ErrorText(file.Get());
+        EXPECT_EQ(ReadFile(dir / "old"), "new");
+        EXPECT_EQ(ModeOf(dir / "old"), 0640u);
 
-    // A new file: the stream's own content, the mode any new file gets.
-    WriteBytes(file.Get(), "own");
-    ASSERT_EQ(file->SaveStream(nullptr, PathOf(dir / "fresh").Get()), S_OK);
-    EXPECT_EQ(ReadFile(dir / "fresh"), "own");
-    ScopedFD reference(::open((dir / "reference").c_str(), O_CREAT | O_WRONLY, 0666));
-    EXPECT_EQ(ModeOf(dir / "fresh"), ModeOf(dir / "reference"));
-    EXPECT_EQ(Entries(dir), 3u) << "no work file is left behind";
+        // A new file: the stream's own content, the mode any new file gets.
+        WriteBytes(file.Get(), "own");
+        ASSERT_EQ(file->SaveStream(nullptr, PathOf(dir / "fresh").Get()), S_OK);
+        EXPECT_EQ(ReadFile(dir / "fresh"), "own");
+        ScopedFD reference(::open((dir / "reference").c_str(), O_CREAT | O_WRONLY, 0666));
+        EXPECT_EQ(ModeOf(dir / "fresh"), ModeOf(dir / "reference"));
+        EXPECT_EQ(Entries(dir), 3u) << "no work file is left behind";
+    }
 }
 
 TEST(FileDataStream, SaveStreamRefusesALinkAndLeavesItsTarget) {

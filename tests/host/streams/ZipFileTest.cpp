@@ -5,7 +5,9 @@
 
 #include <map>
 
+#include "host/streams/WorkFile.h"
 #include "host/text/FileNameEncoding.h"
+#include "sdk/ScopeExit.h"
 #include "support/HostTestSupport.h"
 
 extern char** environ;
@@ -109,9 +111,13 @@ TEST(ZipFile, FolderRoundTripsThroughAStream) {
 
     IPtr<IZipFile> loaded = NewZip();
     ASSERT_EQ(QueryAs<IDataPersist>(loaded.Get())->Load(stream.Get(), 0), S_OK) << ErrorText(loaded.Get());
-    const fs::path dst = dir.Path() / "new" / "dst";
-    ASSERT_EQ(loaded->ExtractTo(PathOf(dst.string()).Get()), S_OK) << ErrorText(loaded.Get());
-    EXPECT_EQ(Tree(dst), expected);
+    for (bool named : {false, true}) {
+        host::UseNamedWorkFilesForTesting(named);
+        ScopeExit back([] { host::UseNamedWorkFilesForTesting(false); });
+        const fs::path dst = dir.Path() / "new" / (named ? "named" : "nameless");
+        ASSERT_EQ(loaded->ExtractTo(PathOf(dst.string()).Get()), S_OK) << ErrorText(loaded.Get());
+        EXPECT_EQ(Tree(dst), expected) << (named ? "named work files" : "nameless work files");
+    }
 }
 
 TEST(ZipFile, ExtractionRefusesUnsafeArchivesBeforeWriting) {

@@ -1,5 +1,6 @@
 #include "host/transform/Components.h"
 
+#include "host/transform/DataStreamEx.h"
 #include "host/transform/TextTransform.h"
 
 namespace host {
@@ -7,6 +8,7 @@ namespace host {
 namespace {
 
 constexpr HostComponent kRows[] = {
+    {L"DataStreamEx", &CreateDataStreamEx},
     {L"UnicodeGB2312", &CreateUnicodeGb2312},
     {L"ASCIIStream", &CreateAsciiStream},
 };

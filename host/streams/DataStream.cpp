@@ -4,7 +4,15 @@
 namespace host {
 
 HRESULT DataStream::Create(void* buffer, unsigned long size, short growable) {
-    return m_bytes.Create(buffer, size, growable != 0);
+    HRESULT hr = m_bytes.Create(buffer, size, growable != 0);
+    // The adopted block is no longer the content (unless handed back in).
+    if (SUCCEEDED(hr) && buffer != m_adopted.data()) std::string().swap(m_adopted);
+    return hr;
+}
+
+void DataStream::Adopt(std::string&& bytes) {
+    m_adopted = std::move(bytes);
+    m_bytes.Create(m_adopted.data(), static_cast<unsigned long>(m_adopted.size()), true);
 }
 
 HRESULT DataStream::Reset(short clear) { return m_bytes.Reset(clear != 0); }
@@ -32,6 +40,13 @@ IPtr<IDataStream> NewDataStream(std::string_view bytes) {
     if (!bytes.empty() && FAILED(stream->Write(bytes.data(), static_cast<unsigned int>(bytes.size()), &written)))
         return {};
     stream->Reset(0);
+    return stream;
+}
+
+IPtr<IDataStream> AdoptDataStream(std::string&& bytes) {
+    IPtr<IDataStream> stream;
+    if (FAILED(CreateHostComponent<DataStream>(stream))) return {};
+    static_cast<DataStream*>(stream.Get())->Adopt(std::move(bytes));
     return stream;
 }
 

@@ -1,6 +1,8 @@
 // "DataStream": an in-memory byte stream (the rules are ByteBuffer's).
 #pragma once
 
+#include <string>
+
 #include "host/base/HostObject.h"
 #include "host/streams/ByteBuffer.h"
 
@@ -17,7 +19,14 @@ public:
     HRESULT Read(void* data, unsigned int size, unsigned int* read) override;
     HRESULT Write(const void* data, unsigned int size, unsigned int* written) override;
 
+    // Takes over `bytes` as the content, without a copy: the stream works
+    // over them as over a caller's buffer (ByteBuffer's rules), so writes
+    // within the content change it in place and growing it moves it to
+    // storage of the stream's own.
+    void Adopt(std::string&& bytes);
+
 private:
+    std::string m_adopted; // the block Adopt took over, while the stream may use it
     ByteBuffer m_bytes;
 };
 
@@ -25,5 +34,8 @@ HRESULT CreateDataStream(const IID* iid, void** out);
 
 // A new "DataStream" holding a copy of `bytes`, positioned at the start.
 IPtr<IDataStream> NewDataStream(std::string_view bytes);
+// A new "DataStream" whose content is `bytes`, taken over without a copy,
+// positioned at the start.
+IPtr<IDataStream> AdoptDataStream(std::string&& bytes);
 
 } // namespace host

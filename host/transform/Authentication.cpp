@@ -2,7 +2,6 @@
 
 #include <openssl/crypto.h>
 
-#include <array>
 #include <cstring>
 
 #include "host/transform/Crypto.h"
@@ -13,60 +12,62 @@ namespace {
 
 constexpr size_t kSaltSize = 16;
 
-struct MacKey {
-    std::array<uint8_t, 32> bytes{};
-    ~MacKey() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-};
+bool Derive(std::string_view keyText, uint32_t iterations, AuthKey& key) {
+    key.derived = DeriveKey(keyText, AsView(key.saltAndCount.data(), kSaltSize), iterations, key.key.data(),
+                            key.key.size());
+    return key.derived;
+}
 
-// The HMAC of content | salt-and-count under the key derived over the salt.
-bool KeyedTag(std::string_view content, std::string_view saltAndCount, const std::string& keyText,
-              uint32_t iterations, Digest& tag) {
-    MacKey key;
-    if (!DeriveKey(keyText, saltAndCount.substr(0, kSaltSize), iterations, key.bytes.data(), key.bytes.size()))
-        return false;
-    Hmac mac(AsView(key.bytes.data(), key.bytes.size()));
-    return mac.Update(content) && mac.Update(saltAndCount) && mac.Final(tag);
+// The HMAC of content | salt-and-count.
+bool KeyedTag(std::string_view content, const AuthKey& key, Digest& tag) {
+    Hmac mac(AsView(key.key.data(), key.key.size()));
+    return key.derived && mac.Update(content) &&
+           mac.Update(AsView(key.saltAndCount.data(), key.saltAndCount.size())) && mac.Final(tag);
 }
 
 } // namespace
 
-bool AddAuthentication(std::string& buffer, size_t from, const std::string* keyText, uint32_t iterations,
-                       LayerError& error) {
+AuthKey::~AuthKey() { OPENSSL_cleanse(key.data(), key.size()); }
+
+bool PrepareAuthKey(std::string_view keyText, uint32_t iterations, AuthKey& key) {
+    if (!RandomBytes(key.saltAndCount.data(), kSaltSize)) return key.derived = false;
+    for (int i = 0; i < 4; ++i) key.saltAndCount[kSaltSize + i] = static_cast<uint8_t>(iterations >> (24 - 8 * i));
+    return Derive(keyText, iterations, key);
+}
+
+bool ReadAuthKey(std::string_view in, std::string_view keyText, uint32_t maxIterations, AuthKey& key) {
+    key.derived = false;
+    if (in.size() < kKeyedTrailerSize) return false;
+    std::memcpy(key.saltAndCount.data(), in.data() + in.size() - kKeyedTrailerSize, key.saltAndCount.size());
+    uint32_t iterations = 0;
+    for (int i = 0; i < 4; ++i) iterations = (iterations << 8) | key.saltAndCount[kSaltSize + i];
+    if (iterations == 0 || iterations > maxIterations) return false;
+    return Derive(keyText, iterations, key);
+}
+
+bool AddAuthentication(std::string& buffer, size_t from, const AuthKey* key, LayerError& error) {
     Digest tag;
-    if (!keyText) {
-        if (!Sha256(std::string_view(buffer).substr(from), tag)) return error.Fail("the content cannot be hashed");
-        buffer.append(reinterpret_cast<const char*>(tag.data()), tag.size());
-        return true;
-    }
-    uint8_t saltAndCount[kSaltSize + 4];
-    if (!RandomBytes(saltAndCount, kSaltSize)) return error.Fail("no random bytes for the authentication salt");
-    for (int i = 0; i < 4; ++i) saltAndCount[kSaltSize + i] = static_cast<uint8_t>(iterations >> (24 - 8 * i));
-    const std::string_view tail = AsView(saltAndCount, sizeof saltAndCount);
-    if (!KeyedTag(std::string_view(buffer).substr(from), tail, *keyText, iterations, tag))
+    const std::string_view content = std::string_view(buffer).substr(from);
+    if (!key) {
+        if (!Sha256(content, tag)) return error.Fail("the content cannot be hashed");
+    } else if (!KeyedTag(content, *key, tag)) {
         return error.Fail("the content cannot be authenticated (the cryptographic library failed)");
-    buffer.append(tail);
-    buffer.append(reinterpret_cast<const char*>(tag.data()), tag.size());
+    } else {
+        buffer.append(AsView(key->saltAndCount.data(), key->saltAndCount.size()));
+    }
+    buffer.append(AsView(tag.data(), tag.size()));
     return true;
 }
 
-bool CheckAuthentication(std::string_view in, const std::string* keyText, uint32_t maxIterations,
-                         std::string_view& content, LayerError& error) {
+bool CheckAuthentication(std::string_view in, const AuthKey* key, std::string_view& content, LayerError& error) {
+    const size_t trailer = key ? kKeyedTrailerSize : kPlainTrailerSize;
+    if (in.size() < trailer) return error.Fail(kProtectedContentFailure);
+    content = in.substr(0, in.size() - trailer);
     Digest tag;
-    if (!keyText) {
-        if (in.size() < kPlainTrailerSize) return error.Fail(kProtectedContentFailure);
-        content = in.substr(0, in.size() - kPlainTrailerSize);
-        if (!Sha256(content, tag) || !SameDigest(tag, in.substr(content.size())))
-            return error.Fail(kProtectedContentFailure);
-        return true;
-    }
-    if (in.size() < kKeyedTrailerSize) return error.Fail(kProtectedContentFailure);
-    content = in.substr(0, in.size() - kKeyedTrailerSize);
-    const std::string_view tail = in.substr(content.size(), kSaltSize + 4);
-    uint32_t iterations = 0;
-    for (int i = 0; i < 4; ++i) iterations = (iterations << 8) | static_cast<uint8_t>(tail[kSaltSize + i]);
-    if (iterations == 0 || iterations > maxIterations || !KeyedTag(content, tail, *keyText, iterations, tag) ||
-        !SameDigest(tag, in.substr(content.size() + tail.size())))
-        return error.Fail(kProtectedContentFailure);
+    const bool ok = key ? KeyedTag(content, *key, tag) && std::memcmp(in.data() + content.size(), key->saltAndCount.data(),
+                                                                      key->saltAndCount.size()) == 0
+                        : Sha256(content, tag);
+    if (!ok || !SameDigest(tag, in.substr(in.size() - tag.size()))) return error.Fail(kProtectedContentFailure);
     return true;
 }
 

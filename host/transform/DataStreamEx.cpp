@@ -1,7 +1,5 @@
 #include "host/transform/DataStreamEx.h"
 
-#include <algorithm>
-
 #include "host/base/ComponentRegistry.h"
 #include "host/streams/DataStream.h"
 #include "host/text/Utf8.h"
@@ -23,24 +21,6 @@ HRESULT Fail(IUnknown** result, const std::string& reason) {
             log->DisplayLine(MakeString(L"DataStreamEx").Get(), MakeString(FromUtf8(reason)).Get(), LINE_ERROR);
     }
     return E_FAIL;
-}
-
-// A new data stream holding `bytes`, written in parts (Write counts in
-// 32 bits), positioned at the start.
-IPtr<IDataStream> Publish(const std::string& bytes) {
-    IPtr<IDataStream> stream;
-    if (FAILED(CreateDataStream(&IPtr<IDataStream>::Id(), stream.OutVoid())) || !stream) return {};
-    if (FAILED(stream->Create(nullptr, static_cast<unsigned long>(bytes.size()), 1))) return {};
-    constexpr size_t kPart = size_t{1} << 30;
-    for (size_t done = 0; done < bytes.size();) {
-        const size_t part = std::min(bytes.size() - done, kPart);
-        unsigned int written = 0;
-        if (FAILED(stream->Write(bytes.data() + done, static_cast<unsigned int>(part), &written))) return {};
-        done += part;
-    }
-    unsigned long position = 0;
-    stream->Seek(0, 0, &position);
-    return stream;
 }
 
 } // namespace
@@ -101,7 +81,8 @@ HRESULT DataStreamEx::Run(IDataStream* source, IUnknown** result, int32_t option
     const bool ok = revert ? transform::RevertLayers(input, plan, settings, output, error)
                            : transform::ApplyLayers(input, plan, settings, output, error);
     if (!ok) return Fail(result, (revert ? "revert: " : "transform: ") + error.reason);
-    IPtr<IDataStream> stream = Publish(output);
+    // The result becomes the stream's content as it is: no copy.
+    IPtr<IDataStream> stream = AdoptDataStream(std::move(output));
     if (!stream) return Fail(result, "no memory for the result stream");
     *result = stream.Detach();
     return S_OK;

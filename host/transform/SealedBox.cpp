@@ -32,18 +32,10 @@ uint64_t GetBig(const uint8_t* at, int bytes) {
     return value;
 }
 
-// 32 bytes of cipher key, then 32 of MAC key; wiped when it goes.
-struct KeyPair {
-    std::array<uint8_t, 64> bytes{};
-    ~KeyPair() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-    const uint8_t* Cipher() const { return bytes.data(); }
-    std::string_view Mac() const { return AsView(bytes.data() + 32, 32); }
-};
-
 // AES-256-CTR over `in` into `to` (the same length).
-bool Ctr(const KeyPair& keys, const uint8_t* iv, std::string_view in, uint8_t* to) {
+bool Ctr(const SealKeys& keys, const uint8_t* iv, std::string_view in, uint8_t* to) {
     CipherContext ctx(EVP_CIPHER_CTX_new());
-    if (!ctx || EVP_EncryptInit_ex(ctx.get(), EVP_aes_256_ctr(), nullptr, keys.Cipher(), iv) != 1) return false;
+    if (!ctx || EVP_EncryptInit_ex(ctx.get(), EVP_aes_256_ctr(), nullptr, keys.keys.data(), iv) != 1) return false;
     const auto* from = reinterpret_cast<const uint8_t*>(in.data());
     for (size_t done = 0; done < in.size();) {
         const size_t part = std::min(in.size() - done, kPart);
@@ -56,14 +48,41 @@ bool Ctr(const KeyPair& keys, const uint8_t* iv, std::string_view in, uint8_t* t
     return true;
 }
 
-bool Tag(const KeyPair& keys, std::string_view covered, Digest& tag) {
-    Hmac mac(keys.Mac());
+bool Tag(const SealKeys& keys, std::string_view covered, Digest& tag) {
+    Hmac mac(AsView(keys.keys.data() + 32, 32));
     return mac.Update(covered) && mac.Final(tag);
 }
 
 } // namespace
 
-bool Seal(std::string_view plain, std::string_view keyText, uint32_t iterations, std::string& out, LayerError& error) {
+SealKeys::~SealKeys() { OPENSSL_cleanse(keys.data(), keys.size()); }
+
+bool PrepareSealKeys(std::string_view keyText, uint32_t iterations, SealKeys& keys) {
+    keys.iterations = iterations;
+    keys.derived = RandomBytes(keys.salt.data(), keys.salt.size()) &&
+                   DeriveKey(keyText, AsView(keys.salt.data(), kSaltSize), iterations, keys.keys.data(), keys.keys.size());
+    return keys.derived;
+}
+
+bool ReadSealKeys(std::string_view box, std::string_view keyText, uint32_t maxIterations, SealKeys& keys) {
+    keys.derived = false;
+    if (box.size() < kSealedHeaderSize + kSealedTagSize) return false;
+    const auto* head = reinterpret_cast<const uint8_t*>(box.data());
+    const uint64_t iterations = GetBig(head + 8, 4);
+    const uint64_t length = GetBig(head + 44, 8);
+    const bool wellFormed = std::memcmp(head, kMagic, 4) == 0 && head[4] == kVersion && head[5] == kAesCtrHmac &&
+                            head[6] == kPbkdf2 && head[7] == 0 && iterations >= 1 && iterations <= maxIterations &&
+                            length == box.size() - kSealedHeaderSize - kSealedTagSize;
+    if (!wellFormed) return false;
+    keys.iterations = static_cast<uint32_t>(iterations);
+    std::memcpy(keys.salt.data(), head + 12, kSaltSize);
+    keys.derived = DeriveKey(keyText, AsView(keys.salt.data(), kSaltSize), keys.iterations, keys.keys.data(),
+                             keys.keys.size());
+    return keys.derived;
+}
+
+bool Seal(std::string_view plain, const SealKeys& keys, std::string& out, LayerError& error) {
+    if (!keys.derived) return error.Fail("the content cannot be encrypted (the key derivation failed)");
     const size_t start = out.size();
     out.resize(start + kSealedHeaderSize + plain.size() + kSealedTagSize);
     auto* box = reinterpret_cast<uint8_t*>(out.data() + start);
@@ -72,15 +91,12 @@ bool Seal(std::string_view plain, std::string_view keyText, uint32_t iterations,
     box[5] = kAesCtrHmac;
     box[6] = kPbkdf2;
     box[7] = 0;
-    PutBig(box + 8, iterations, 4);
-    uint8_t* salt = box + 12;
+    PutBig(box + 8, keys.iterations, 4);
+    std::memcpy(box + 12, keys.salt.data(), kSaltSize);
     uint8_t* iv = box + 28;
     PutBig(box + 44, plain.size(), 8);
-    KeyPair keys;
     Digest tag;
-    const bool ok = RandomBytes(salt, kSaltSize) && RandomBytes(iv, kIvSize) &&
-                    DeriveKey(keyText, AsView(salt, kSaltSize), iterations, keys.bytes.data(), keys.bytes.size()) &&
-                    Ctr(keys, iv, plain, box + kSealedHeaderSize) &&
+    const bool ok = RandomBytes(iv, kIvSize) && Ctr(keys, iv, plain, box + kSealedHeaderSize) &&
                     Tag(keys, AsView(box, kSealedHeaderSize + plain.size()), tag);
     if (!ok) {
         out.resize(start);
@@ -90,22 +106,15 @@ bool Seal(std::string_view plain, std::string_view keyText, uint32_t iterations,
     return true;
 }
 
-bool Open(std::string_view box, std::string_view keyText, uint32_t maxIterations, std::string& out, LayerError& error) {
-    if (box.size() < kSealedHeaderSize + kSealedTagSize) return error.Fail(kProtectedContentFailure);
+bool Open(std::string_view box, const SealKeys& keys, std::string& out, LayerError& error) {
+    // Keys that were not derived stand for a header ReadSealKeys refused.
+    if (!keys.derived || box.size() < kSealedHeaderSize + kSealedTagSize) return error.Fail(kProtectedContentFailure);
     const auto* head = reinterpret_cast<const uint8_t*>(box.data());
-    const uint64_t iterations = GetBig(head + 8, 4);
-    const uint64_t length = GetBig(head + 44, 8);
-    const bool wellFormed = std::memcmp(head, kMagic, 4) == 0 && head[4] == kVersion && head[5] == kAesCtrHmac &&
-                            head[6] == kPbkdf2 && head[7] == 0 && iterations >= 1 && iterations <= maxIterations &&
-                            length == box.size() - kSealedHeaderSize - kSealedTagSize;
-    if (!wellFormed) return error.Fail(kProtectedContentFailure);
-    KeyPair keys;
     Digest tag;
     const std::string_view covered = box.substr(0, box.size() - kSealedTagSize);
-    if (!DeriveKey(keyText, AsView(head + 12, kSaltSize), static_cast<uint32_t>(iterations), keys.bytes.data(),
-                   keys.bytes.size()) ||
-        !Tag(keys, covered, tag) || !SameDigest(tag, box.substr(covered.size())))
+    if (!Tag(keys, covered, tag) || !SameDigest(tag, box.substr(covered.size())))
         return error.Fail(kProtectedContentFailure);
+    const size_t length = covered.size() - kSealedHeaderSize;
     const size_t start = out.size();
     out.resize(start + length);
     if (!Ctr(keys, head + 28, box.substr(kSealedHeaderSize, length), reinterpret_cast<uint8_t*>(out.data() + start))) {

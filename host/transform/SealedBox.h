@@ -23,6 +23,7 @@
 // gives kProtectedContentFailure and appends nothing.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -34,7 +35,28 @@ namespace host::transform {
 inline constexpr size_t kSealedHeaderSize = 52;
 inline constexpr size_t kSealedTagSize = 32;
 
-bool Seal(std::string_view plain, std::string_view keyText, uint32_t iterations, std::string& out, LayerError& error);
-bool Open(std::string_view box, std::string_view keyText, uint32_t maxIterations, std::string& out, LayerError& error);
+// The keys of one box: salt, iteration count and the derived key pair.
+// Deriving is the slow part (by design), so the layers' caller derives
+// before or beside other work. Wiped when it goes.
+struct SealKeys {
+    std::array<uint8_t, 16> salt{};
+    uint32_t iterations = 0;
+    std::array<uint8_t, 64> keys{}; // cipher key, then MAC key
+    bool derived = false;
+    SealKeys() = default;
+    SealKeys(const SealKeys&) = delete;
+    SealKeys& operator=(const SealKeys&) = delete;
+    ~SealKeys();
+};
+
+// New keys for sealing: a random salt and the derivation.
+bool PrepareSealKeys(std::string_view keyText, uint32_t iterations, SealKeys& keys);
+// The keys a box was sealed with, derived from its header's salt and count;
+// false when the header is malformed or asks for more than `maxIterations`
+// (Open then fails as for any other change).
+bool ReadSealKeys(std::string_view box, std::string_view keyText, uint32_t maxIterations, SealKeys& keys);
+
+bool Seal(std::string_view plain, const SealKeys& keys, std::string& out, LayerError& error);
+bool Open(std::string_view box, const SealKeys& keys, std::string& out, LayerError& error);
 
 } // namespace host::transform

@@ -1,5 +1,8 @@
 #include "host/transform/StreamLayers.h"
 
+#include <algorithm>
+#include <future>
+
 #include "host/transform/Authentication.h"
 #include "host/transform/AutoHeader.h"
 #include "host/transform/Mime.h"
@@ -42,6 +45,19 @@ private:
     bool m_flip = false;
 };
 
+// Runs a key derivation beside the caller's other work (on a thread of its
+// own when one can be had); Wait gives its result.
+class Derivation final {
+public:
+    template <class F>
+    explicit Derivation(F derive) : m_result(std::async(std::launch::async | std::launch::deferred, std::move(derive))) {}
+    Derivation() = default;
+    bool Wait() { return !m_result.valid() || m_result.get(); }
+
+private:
+    std::future<bool> m_result;
+};
+
 } // namespace
 
 bool ApplyLayers(std::string_view in, const LayerPlan& plan, const LayerSettings& settings, std::string& out,
@@ -49,6 +65,13 @@ bool ApplyLayers(std::string_view in, const LayerPlan& plan, const LayerSettings
     out.clear();
     const std::string* key = settings.key ? &*settings.key : nullptr;
     if (plan.encrypt && !key) return error.Fail(kNoKey);
+    // The derivations (slow by design) run while the content deflates.
+    SealKeys sealKeys;
+    AuthKey authKey;
+    const bool keyedAuth = plan.authenticate && key;
+    Derivation sealing, authenticating;
+    if (plan.encrypt) sealing = Derivation([&] { return PrepareSealKeys(*key, settings.iterations, sealKeys); });
+    if (keyedAuth) authenticating = Derivation([&] { return PrepareAuthKey(*key, settings.iterations, authKey); });
     if (plan.autoHeader) out = WriteAutoHeader(plan, key != nullptr);
     Buffers buffers(out, LayerCount(plan));
     std::string_view current = in;
@@ -61,14 +84,15 @@ bool ApplyLayers(std::string_view in, const LayerPlan& plan, const LayerSettings
         current = std::string_view(to).substr(from);
         return true;
     };
-    if (plan.compress && !step([&](std::string& to) { return Deflate(current, *plan.compress, to, error); }))
-        return false;
-    if (plan.encrypt && !step([&](std::string& to) { return Seal(current, *key, settings.iterations, to, error); }))
-        return false;
+    const bool compressed = !plan.compress || step([&](std::string& to) { return Deflate(current, *plan.compress, to, error); });
+    const bool derived = sealing.Wait() & authenticating.Wait();
+    if (!compressed) return false;
+    if (!derived) return error.Fail("the key derivation failed");
+    if (plan.encrypt && !step([&](std::string& to) { return Seal(current, sealKeys, to, error); })) return false;
     if (plan.authenticate && !step([&](std::string& to) {
             const size_t from = to.size();
             to.append(current);
-            return AddAuthentication(to, from, key, settings.iterations, error);
+            return AddAuthentication(to, from, keyedAuth ? &authKey : nullptr, error);
         }))
         return false;
     if (plan.mime != MimeCoding::None && !step([&](std::string& to) {
@@ -121,9 +145,25 @@ bool RevertLayers(std::string_view in, const LayerPlan& requested, const LayerSe
             return plan.mime == MimeCoding::Hex ? HexDecode(current, to, error) : Base64Decode(current, to, error);
         }))
         return false;
-    if (plan.authenticate && !CheckAuthentication(current, key, settings.maxIterations, current, error)) return false;
-    if (plan.encrypt && !step([&](std::string& to) { return Open(current, *key, settings.maxIterations, to, error); }))
-        return false;
+    // Both derivations read their salt and count from content not yet
+    // checked, which is safe: nothing derived is used before its MAC
+    // matched, and the counts are capped. They run side by side.
+    SealKeys sealKeys;
+    AuthKey authKey;
+    const bool keyedAuth = plan.authenticate && key;
+    Derivation sealing, authenticating;
+    if (keyedAuth) authenticating = Derivation([&] { return ReadAuthKey(current, *key, settings.maxIterations, authKey); });
+    if (plan.encrypt) {
+        const size_t trailer = !plan.authenticate ? 0 : keyedAuth ? kKeyedTrailerSize : kPlainTrailerSize;
+        const std::string_view box = current.substr(0, current.size() - std::min(trailer, current.size()));
+        sealing = Derivation([&, box] { return ReadSealKeys(box, *key, settings.maxIterations, sealKeys); });
+    }
+    // A refused header leaves its keys underived, which the checks below
+    // turn into the one failure of protected content.
+    sealing.Wait();
+    authenticating.Wait();
+    if (plan.authenticate && !CheckAuthentication(current, keyedAuth ? &authKey : nullptr, current, error)) return false;
+    if (plan.encrypt && !step([&](std::string& to) { return Open(current, sealKeys, to, error); })) return false;
     if (plan.compress &&
         !step([&](std::string& to) { return Inflate(current, *plan.compress, settings.inflateLimit, to, error); }))
         return false;

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -32,7 +33,9 @@ int Fail(const std::string& why) {
 
 bool WriteAll(int fd, const char* data, size_t size) {
     while (size > 0) {
-        const ssize_t put = ::write(fd, data, size);
+        // In parts of 1 MB: one huge write makes the kernel copy from a
+        // cold source into freshly allocated page-cache pages in one go.
+        const ssize_t put = ::write(fd, data, std::min<size_t>(size, size_t{1} << 20));
         if (put <= 0) return false;
         data += put;
         size -= static_cast<size_t>(put);
@@ -50,7 +53,7 @@ int main(int argc, char** argv) {
     struct stat info {};
     if (in.Get() < 0 || ::fstat(in.Get(), &info) != 0) return Fail(std::string("cannot open ") + argv[3]);
     const auto size = static_cast<size_t>(info.st_size);
-    void* mapped = size ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, in.Get(), 0) : nullptr;
+    void* mapped = size ? ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, in.Get(), 0) : nullptr;
     if (mapped == MAP_FAILED) return Fail("cannot map the input");
     ScopeExit unmap([&] { if (mapped) ::munmap(mapped, size); });
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <climits>
 
+#include "host/transform/LargeBlock.h"
 #include "sdk/ScopeExit.h"
 
 namespace host::transform {
@@ -36,6 +37,8 @@ bool Deflate(std::string_view in, DeflateFormat format, std::string& out, LayerE
         return error.Fail("the compressor cannot start (out of memory)");
     ScopeExit end([&] { deflateEnd(&z); });
     const size_t start = out.size();
+    // About what text-like content deflates to; more grows as it must.
+    ReserveBlock(out, start + in.size() / 2 + kStep);
     size_t produced = start, fed = 0;
     for (;;) {
         Refill(z, in, fed);
@@ -64,6 +67,7 @@ bool Inflate(std::string_view in, DeflateFormat format, uint64_t limit, std::str
     if (inflateInit2(&z, WindowBits(format)) != Z_OK) return error.Fail("the decompressor cannot start (out of memory)");
     ScopeExit end([&] { inflateEnd(&z); });
     const size_t start = out.size();
+    ReserveBlock(out, start + static_cast<size_t>(std::min<uint64_t>(limit, in.size() * uint64_t{3} + kStep)));
     size_t produced = start, fed = 0;
     for (;;) {
         Refill(z, in, fed);

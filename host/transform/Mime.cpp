@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "host/transform/LargeBlock.h"
+
 namespace host::transform {
 
 namespace {
@@ -65,6 +67,7 @@ inline void PutPair(char* at, uint16_t pair) { std::memcpy(at, &pair, 2); }
 
 void HexEncode(std::string_view in, std::string& out) {
     const size_t start = out.size();
+    ReserveBlock(out, start + in.size() * 2);
     out.resize(start + in.size() * 2);
     char* to = out.data() + start;
     for (unsigned char c : in) {
@@ -91,6 +94,7 @@ bool HexDecode(std::string_view in, std::string& out, LayerError& error) {
 
 void Base64Encode(std::string_view in, std::string& out) {
     const size_t start = out.size();
+    ReserveBlock(out, start + (in.size() + 2) / 3 * 4);
     out.resize(start + (in.size() + 2) / 3 * 4);
     char* to = out.data() + start;
     const auto* from = reinterpret_cast<const uint8_t*>(in.data());
@@ -116,6 +120,7 @@ bool Base64Decode(std::string_view in, std::string& out, LayerError& error) {
     size_t pad = 0;
     if (in.back() == '=') pad = in[in.size() - 2] == '=' ? 2 : 1;
     const size_t start = out.size();
+    ReserveBlock(out, start + in.size() / 4 * 3 - pad);
     out.resize(start + in.size() / 4 * 3 - pad);
     char* to = out.data() + start;
     const auto* from = reinterpret_cast<const uint8_t*>(in.data());
@@ -148,6 +153,7 @@ bool Base64Decode(std::string_view in, std::string& out, LayerError& error) {
 
 void WidenText(std::string_view in, std::string& out) {
     const size_t start = out.size();
+    ReserveBlock(out, start + in.size() * 4);
     out.resize(start + in.size() * 4);
     char* to = out.data() + start;
     for (char c : in) {

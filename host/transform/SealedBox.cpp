@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "host/transform/Crypto.h"
+#include "host/transform/LargeBlock.h"
 #include "sdk/ScopeExit.h"
 
 namespace host::transform {
@@ -84,6 +85,7 @@ bool ReadSealKeys(std::string_view box, std::string_view keyText, uint32_t maxIt
 bool Seal(std::string_view plain, const SealKeys& keys, std::string& out, LayerError& error) {
     if (!keys.derived) return error.Fail("the content cannot be encrypted (the key derivation failed)");
     const size_t start = out.size();
+    ReserveBlock(out, start + kSealedHeaderSize + plain.size() + kSealedTagSize);
     out.resize(start + kSealedHeaderSize + plain.size() + kSealedTagSize);
     auto* box = reinterpret_cast<uint8_t*>(out.data() + start);
     std::memcpy(box, kMagic, 4);
@@ -116,6 +118,7 @@ bool Open(std::string_view box, const SealKeys& keys, std::string& out, LayerErr
         return error.Fail(kProtectedContentFailure);
     const size_t length = covered.size() - kSealedHeaderSize;
     const size_t start = out.size();
+    ReserveBlock(out, start + length);
     out.resize(start + length);
     if (!Ctr(keys, head + 28, box.substr(kSealedHeaderSize, length), reinterpret_cast<uint8_t*>(out.data() + start))) {
         out.resize(start);

@@ -15,7 +15,7 @@ fi
 
 out=build-fuzz
 mkdir -p "$out/corpus"
-sources=(host/transform/{Mime,Deflate,Crypto,SealedBox,Authentication,AutoHeader,LayerPlan,StreamLayers}.cpp)
+sources=(host/transform/{Mime,Deflate,Crypto,SealedBox,Authentication,AutoHeader,LayerPlan,LargeBlock,StreamLayers}.cpp)
 clang++ -std=c++20 -O1 -g -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=undefined \
   -fno-omit-frame-pointer -I. fuzz/RevertStreamFuzz.cpp "${sources[@]}" -lz -lcrypto -o "$out/RevertStreamFuzz"
 

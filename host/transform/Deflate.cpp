@@ -73,9 +73,11 @@ bool Inflate(std::string_view in, DeflateFormat format, uint64_t limit, std::str
         Refill(z, in, fed);
         const uint64_t done = produced - start;
         if (out.size() - produced < kStep / 4) {
-            // Expect about four times the input, never more than the limit
-            // allows plus one byte (the byte that proves it was passed).
-            const size_t guess = std::max(kStep, in.size() * 3);
+            // Grow by what is there already (at least the input's size), so
+            // that no more than about twice the output is ever touched, and
+            // never by more than the limit allows plus one byte (the byte
+            // that proves it was passed).
+            const size_t guess = std::max({kStep, in.size(), static_cast<size_t>(done)});
             const uint64_t allowed = limit - done + 1;
             out.resize(produced + static_cast<size_t>(std::min<uint64_t>({guess, kMaxPass, allowed})));
         }

@@ -2,6 +2,7 @@
 # Installs the Debian packages the build, the tests and the demo need, and
 # only those that are missing.
 #   --bench  adds what the benchmarks use
+#   --fuzz   adds clang, whose libFuzzer scripts/fuzz.sh builds with
 #   --arm64  adds the cross compiler for 64-bit Arm, qemu-user to run its
 #            programs, and the arm64 builds of the libraries the build links
 set -euo pipefail
@@ -25,6 +26,9 @@ apt_update() {
 case "${1:-}" in
   --bench)
     packages+=(rsync time bc)
+    ;;
+  --fuzz)
+    packages+=(clang)
     ;;
   --arm64)
     # qemu-user runs the arm64 programs when asked to (qemu-aarch64 -L /

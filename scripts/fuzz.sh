@@ -9,9 +9,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-120}
 
-if ! command -v clang++ >/dev/null; then
-  apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq clang >/dev/null
-fi
+bash scripts/deps.sh --fuzz
 
 out=build-fuzz
 mkdir -p "$out/corpus"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds everything and runs all tests: a normal build, then the whole suite
 # under AddressSanitizer with UndefinedBehaviorSanitizer, then the step and
-# integration tests under ThreadSanitizer, and last the whole suite
+# integration tests under ThreadSanitizer, a minute of fuzzing of the stream
+# transformer's revert path, and last the whole suite
 # cross-built for 64-bit Arm and run under qemu-user (scripts/test-arm64.sh).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -26,5 +27,9 @@ ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address ""
 echo "== ThreadSanitizer (steps and integration)"
 TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration" \
   -L 'step|integration|components' -E '_NOT_BUILT'
+echo "== Fuzzing the stream transformer's revert path (60 s)"
+mkdir -p build-fuzz
+bash scripts/fuzz.sh 60 >build-fuzz/run.log 2>&1 || { tail -40 build-fuzz/run.log; exit 1; }
+grep -E '^(#[0-9]+ +DONE|Done)' build-fuzz/run.log | tail -1
 echo "== 64-bit Arm (cross-built, run under qemu-user)"
 bash scripts/test-arm64.sh

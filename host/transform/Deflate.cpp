@@ -15,6 +15,7 @@ namespace {
 constexpr int kLevel = 6;
 constexpr int kWindowBits = 15;
 constexpr size_t kStep = size_t{1} << 20;         // output grown by at least this much at a time
+constexpr size_t kMaxStep = size_t{64} << 20;
 constexpr size_t kMaxPass = size_t{1} << 30;      // zlib counts in 32-bit units
 
 int WindowBits(DeflateFormat format) { return format == DeflateFormat::Zlib ? kWindowBits : -kWindowBits; }
@@ -73,11 +74,11 @@ bool Inflate(std::string_view in, DeflateFormat format, uint64_t limit, std::str
         Refill(z, in, fed);
         const uint64_t done = produced - start;
         if (out.size() - produced < kStep / 4) {
-            // Grow by what is there already (at least the input's size), so
-            // that no more than about twice the output is ever touched, and
+            // Grow in steps of half the input, between 1 and 64 MB, so that
+            // at most one step more than the output is ever touched, and
             // never by more than the limit allows plus one byte (the byte
             // that proves it was passed).
-            const size_t guess = std::max({kStep, in.size(), static_cast<size_t>(done)});
+            const size_t guess = std::clamp(in.size() / 2, kStep, kMaxStep);
             const uint64_t allowed = limit - done + 1;
             out.resize(produced + static_cast<size_t>(std::min<uint64_t>({guess, kMaxPass, allowed})));
         }

@@ -94,8 +94,9 @@ inline const IID& FileDataStreamIID() {
 // A zip archive in memory. It saves itself as the archive's bytes and loads
 // from them through IDataPersist (options 0).
 struct IZipFile : IUnknown {
-    // Adds every regular file under `folder`, recursively, named by its path
-    // relative to `folder` with "/" between folders. Links are not followed
+    // Adds every regular file and folder under `folder`, recursively, named
+    // by its path relative to `folder` with "/" between folders (a folder's
+    // name ends in "/"). Links are not followed
     // and not stored; other special files are left out.
     virtual HRESULT AddFolder(IString* folder) = 0;
     // Writes every entry under `folder`, creating it and the folders the

@@ -26,8 +26,9 @@ struct FolderFile {
     uint64_t size;
 };
 
-// Lists the regular files below `folder` (shown as `shown` in messages)
-// without following links, each folder's names in byte order.
+// Lists the regular files and the folders below `folder` (shown as `shown`
+// in messages) without following links, each folder's names in byte order.
+// Folders are listed too, so that an empty one is packed and unpacked.
 bool Walk(int folder, const std::string& shown, const std::string& prefix, std::vector<FolderFile>& files,
           std::string& error) {
     const std::string here = prefix.empty() ? shown : shown + "/" + prefix;
@@ -58,6 +59,7 @@ bool Walk(int folder, const std::string& shown, const std::string& prefix, std::
         if (S_ISREG(status.st_mode)) {
             files.push_back({relative, status.st_mode, status.st_mtime, static_cast<uint64_t>(status.st_size)});
         } else if (S_ISDIR(status.st_mode)) {
+            files.push_back({relative, status.st_mode, status.st_mtime, 0});
             ScopedFD sub(::openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
             if (!sub.IsOpen()) {
                 error = shown + "/" + relative + ": " + Reason(errno);
@@ -163,13 +165,19 @@ bool PackFolder(std::string& bytes, std::string folder, std::string& error) {
     const std::string base = folder == "/" ? folder : folder + "/";
     for (const FolderFile& file : files) {
         const std::string path = base + file.relative;
-        sources.push_back(std::make_unique<FileSource>(path, file, readFailure));
-        zip_source_t* source = zip_source_function(archive, &FileSourceCallback, sources.back().get());
-        const zip_int64_t index =
-            source ? zip_file_add(archive, file.relative.c_str(), source, ZIP_FL_ENC_GUESS) : -1;
-        if (index < 0 && source) zip_source_free(source);
-        const zip_uint32_t attributes = static_cast<zip_uint32_t>(S_IFREG | (file.mode & 07777)) << 16;
-        if (index < 0 || zip_set_file_compression(archive, index, ZIP_CM_DEFLATE, 0) != 0 ||
+        const bool isFolder = S_ISDIR(file.mode);
+        zip_int64_t index = -1;
+        if (isFolder) {
+            index = zip_dir_add(archive, file.relative.c_str(), ZIP_FL_ENC_GUESS);
+        } else {
+            sources.push_back(std::make_unique<FileSource>(path, file, readFailure));
+            zip_source_t* source = zip_source_function(archive, &FileSourceCallback, sources.back().get());
+            index = source ? zip_file_add(archive, file.relative.c_str(), source, ZIP_FL_ENC_GUESS) : -1;
+            if (index < 0 && source) zip_source_free(source);
+        }
+        const zip_uint32_t attributes =
+            static_cast<zip_uint32_t>((isFolder ? S_IFDIR : S_IFREG) | (file.mode & 07777)) << 16;
+        if (index < 0 || (!isFolder && zip_set_file_compression(archive, index, ZIP_CM_DEFLATE, 0) != 0) ||
             zip_file_set_external_attributes(archive, index, 0, ZIP_OPSYS_UNIX, attributes) != 0 ||
             zip_file_set_mtime(archive, index, file.mtime, 0) != 0) {
             error = path + ": " + zip_error_strerror(zip_get_error(archive));

@@ -3,8 +3,9 @@
 // Every regular file below the folder goes in, named by its path relative
 // to the folder with "/" between folders (the name's bytes as they are),
 // compressed with deflate, with its permissions and modification time
-// (Unix external attributes). The folder is walked without following
-// links; links and special files are left out, and so are empty folders.
+// (Unix external attributes); every sub-folder goes in as a folder entry
+// ("name/"), so empty ones come back too. The folder is walked without
+// following links; links and special files are left out.
 // The archive is built in a libzip buffer source opened over the old bytes
 // (it is the object's content, so it is in memory in any case), and each
 // file is read in chunks while libzip writes the archive, by a source that

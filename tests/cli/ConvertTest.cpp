@@ -113,6 +113,7 @@ TEST_F(ConvertCli, AFolderIsPackedProtectedAndUnpacked) {
     WriteFile(At("folder/a.txt"), "alpha\n");
     WriteFile(At("folder/sub/deeper/b.bin"), std::string(3000, '\x7f'));
     WriteFile(At("folder/sub/empty.txt"), "");
+    fs::create_directories(At("folder/sub/empty folder"));
     CliResult result = Convert({"--zip", At("folder"), At("packed"), "--compress", "--encrypt", "--key-file", At("key")});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     result = Convert({"--revert", "--unzip", At("restored"), At("packed"), "--compress", "--encrypt", "--key-file",

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds the module, the host runtime and the
 # command-line host, then mirrors a small example tree, changes it, and
-# mirrors it again with clean.
+# mirrors it again with clean; then protects the source folder as one
+# encrypted archive and restores it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -40,5 +41,24 @@ if diff -r "$demo/src" "$demo/dst" >/dev/null; then
 else
   echo "The destination differs from the source:" >&2
   diff -r "$demo/src" "$demo/dst" >&2 || true
+  exit 1
+fi
+
+echo
+echo "== Protecting the source: packed as one archive, compressed, encrypted, in base64"
+printf 'a demo pass phrase, not a secret\n' > "$demo/key"
+build/shadow convert --zip "$demo/src" "$demo/src.protected" --compress --encrypt --key-file "$demo/key" \
+  --auto-header --base64
+echo "It starts with: $(head -c 72 "$demo/src.protected")..."
+
+echo
+echo "== Restoring it from its header and the key"
+build/shadow convert --revert --unzip "$demo/restored" "$demo/src.protected" --auto-header --encrypt \
+  --key-file "$demo/key"
+if diff -r "$demo/src" "$demo/restored" >/dev/null; then
+  echo "The restored folder equals the source (diff -r finds no difference)."
+else
+  echo "The restored folder differs from the source:" >&2
+  diff -r "$demo/src" "$demo/restored" >&2 || true
   exit 1
 fi

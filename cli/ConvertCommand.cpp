@@ -252,7 +252,12 @@ int ConvertCommand(const Arguments& args) {
 
     StepOutcome outcome = RunStep(step.Get(), nullptr);
     int code = ExitCodeOf(outcome, nullptr, ToUtf8(name), &failures);
-    if (code != EXIT_SUCCESS_CODE) return code;
+    if (code != EXIT_SUCCESS_CODE) {
+        if (o.encrypt && !key)
+            std::fprintf(stderr, "shadow: without a key configured in the settings, give one with --key-file F "
+                                 "or --key-env VAR\n");
+        return code;
+    }
 
     IPtr<IVariant> value;
     parameters->get_ItemVariant(RequireParameter(all, L"OutputStream").index, value.Out());

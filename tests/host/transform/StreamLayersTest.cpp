@@ -144,6 +144,19 @@ TEST(StreamLayers, MimeCodingsMatchTheStandardVectors) {
     EXPECT_TRUE(HexDecode("666F6F", upper, error) && upper == "foo") << "RFC 4648 writes base16 in capitals";
 }
 
+TEST(StreamLayers, LargeBase64IsEncodedInTwoHalvesThatJoinExactly) {
+    // Large enough for the second half to go to a thread of its own, and
+    // not a multiple of three, so the halves and the tail all meet.
+    std::string plain(13 * 1000 * 1000 + 2, '\0');
+    for (size_t i = 0; i < plain.size(); ++i) plain[i] = static_cast<char>((i * 2654435761u) >> 13);
+    std::string encoded, back;
+    LayerError error;
+    Base64Encode(plain, encoded);
+    ASSERT_EQ(encoded.size(), (plain.size() + 2) / 3 * 4);
+    ASSERT_TRUE(Base64Decode(encoded, back, error)) << error.reason;
+    EXPECT_TRUE(back == plain);
+}
+
 TEST(StreamLayers, MimeDecodingIsStrict) {
     struct Case {
         int32_t options;

@@ -146,20 +146,10 @@ std::wstring ReadKey(const ConvertOptions& o) {
     return *key;
 }
 
-// A data stream over the bytes of `file` after its first `skip` bytes; the
-// file stream must outlive it.
-IPtr<IDataStream> StreamAfter(const HostRuntime& runtime, IDataStream* file, unsigned long skip) {
-    void* data = nullptr;
-    unsigned long size = 0;
-    file->GetStream(&data, &size);
-    auto rest = runtime.Create<IDataStream>(L"DataStream");
-    if (!rest || FAILED(rest->Create(static_cast<char*>(data) + skip, size - skip, 0)))
-        throw Failure("the host runtime cannot make a data stream");
-    return rest;
-}
-
 // On revert, the manual header was written in front and the step does not
-// remove it: the input must start with exactly that text, which is cut off.
+// remove it: the input must start with exactly that text. The result is a
+// data stream over the bytes after it, without a copy; the file stream must
+// outlive it.
 IPtr<IDataStream> WithoutHeader(const HostRuntime& runtime, IDataStream* file, const std::string& header,
                                 const std::string& path) {
     void* data = nullptr;
@@ -167,7 +157,10 @@ IPtr<IDataStream> WithoutHeader(const HostRuntime& runtime, IDataStream* file, c
     file->GetStream(&data, &size);
     if (size < header.size() || std::memcmp(data, header.data(), header.size()) != 0)
         throw Failure(path + " does not start with the header \"" + header + "\"");
-    return StreamAfter(runtime, file, header.size());
+    auto rest = runtime.Create<IDataStream>(L"DataStream");
+    if (!rest || FAILED(rest->Create(static_cast<char*>(data) + header.size(), size - header.size(), 0)))
+        throw Failure("the host runtime cannot make a data stream");
+    return rest;
 }
 
 void Put(IParameters* parameters, const std::vector<ParameterInfo>& all,

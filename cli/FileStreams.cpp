@@ -52,20 +52,19 @@ void SaveStreamToFile(const HostRuntime& runtime, IDataStream* content, const st
 void SaveValueToFile(const HostRuntime& runtime, IVariant* value, const std::string& what, const std::string& path) {
     int32_t type = VARIANT_EMPTY;
     if (value) value->get_Type(&type);
+    IPtr<IString> string;
     if (type == VARIANT_OBJECT) {
         IPtr<IUnknown> object;
         value->get_Object(object.Out());
         if (auto stream = QueryAs<IDataStream>(object.Get())) return SaveStreamToFile(runtime, stream.Get(), path);
-        if (auto string = QueryAs<IString>(object.Get())) {
-            auto text = runtime.NewVariant();
-            text->put_String(string.Get());
-            return SaveValueToFile(runtime, text.Get(), what, path);
-        }
-        throw Failure(what + " holds an object that is neither a data stream nor text; nothing written to " + path);
+        string = QueryAs<IString>(object.Get());
+        if (!string)
+            throw Failure(what + " holds an object that is neither a data stream nor text; nothing written to " + path);
+    } else if (type == VARIANT_STRING) {
+        value->get_String(string.Out());
+    } else {
+        throw Failure(what + " has no result to write; nothing written to " + path);
     }
-    if (type != VARIANT_STRING) throw Failure(what + " has no result to write; nothing written to " + path);
-    IPtr<IString> string;
-    value->get_String(string.Out());
     const std::string bytes = ToUtf8(TextOf(string.Get()));
     auto buffer = runtime.Create<IDataStream>(L"DataStream");
     unsigned int written = 0;

@@ -13,10 +13,10 @@
 #include <mutex>
 #include <set>
 
-#include "host/base/ComponentRegistry.h"
 #include "host/base/HostObject.h"
 #include "sdk/ScopedHandles.h"
 #include "host/collections/ItemCollection.h"
+#include "host/runtime/EventLogLine.h"
 #include "host/settings/IniDocument.h"
 #include "host/values/HostStrings.h"
 
@@ -41,13 +41,7 @@ void LogOnce(const std::wstring& text) {
         std::lock_guard<std::mutex> guard(errors.mutex);
         if (!errors.logged.insert(text).second) return;
     }
-    HostCreator creator = FindHostComponent(REFLiteral(L"EventLogGlobal"));
-    if (!creator) return;
-    IPtr<IUILineDisplayable> log;
-    if (FAILED(creator(&IPtr<IUILineDisplayable>::Id(), log.OutVoid())) || !log) return;
-    log->DisplayLine(MakeString(L"Registry").Get(), MakeString(text).Get(), LINE_ERROR);
-    // Errors are rare: push each one to the disk at once.
-    if (IPtr<IFileArchive> file = log.Query<IFileArchive>()) file->Save();
+    WriteEventLogError(L"Registry", text);
 }
 
 HRESULT Fail(HRESULT hr, std::wstring text) {

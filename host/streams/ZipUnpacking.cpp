@@ -126,6 +126,18 @@ int OpenFolder(int root, const std::vector<std::string>& parts, size_t count, bo
     return 0;
 }
 
+// Opens the folder an entry goes in (a folder entry: the folder itself)
+// below `root`, as OpenFolder does. On a failure, `error` names the part
+// that failed under the target `folder`.
+int OpenEntryFolder(int root, const Entry& entry, bool create, const std::string& folder, ScopedFD& parent,
+                    std::string& error) {
+    const size_t folders = entry.folder ? entry.parts.size() : entry.parts.size() - 1;
+    size_t reached = 0;
+    const int failure = OpenFolder(root, entry.parts, folders, create, parent, reached);
+    if (failure) error = folder + "/" + Joined(entry.parts, reached + 1) + ": " + FolderReason(failure);
+    return failure;
+}
+
 // Makes `path` and the folders above it that are missing (0777 under the
 // umask). The path is the caller's: links in it are followed.
 int MakeFolders(const std::string& path) {
@@ -146,13 +158,12 @@ bool CheckTarget(const std::string& folder, const std::vector<Entry>& entries, s
         return false;
     }
     for (const Entry& entry : entries) {
-        const size_t folders = entry.folder ? entry.parts.size() : entry.parts.size() - 1;
         ScopedFD parent;
-        size_t reached = 0;
-        const int failure = OpenFolder(root.Get(), entry.parts, folders, false, parent, reached);
+        std::string failed;
+        const int failure = OpenEntryFolder(root.Get(), entry, false, folder, parent, failed);
         if (failure == ENOENT) continue;
         if (failure) {
-            error = folder + "/" + Joined(entry.parts, reached + 1) + ": " + FolderReason(failure);
+            error = failed;
             return false;
         }
         struct stat status {};
@@ -232,13 +243,8 @@ bool UnpackArchive(std::string_view bytes, std::string folder, std::string& erro
         return false;
     }
     for (const Entry& entry : entries) {
-        const size_t folders = entry.folder ? entry.parts.size() : entry.parts.size() - 1;
         ScopedFD parent;
-        size_t reached = 0;
-        if (int failure = OpenFolder(root.Get(), entry.parts, folders, true, parent, reached)) {
-            error = folder + "/" + Joined(entry.parts, reached + 1) + ": " + FolderReason(failure);
-            return false;
-        }
+        if (OpenEntryFolder(root.Get(), entry, true, folder, parent, error)) return false;
         const std::string shown = folder + "/" + Joined(entry.parts, entry.parts.size());
         if (!entry.folder && !ExtractFile(opened.archive.get(), entry, parent.Get(), shown, error)) return false;
     }

@@ -1,6 +1,6 @@
 #include "host/transform/DataStreamEx.h"
 
-#include "host/base/ComponentRegistry.h"
+#include "host/runtime/EventLogLine.h"
 #include "host/streams/DataStream.h"
 #include "host/text/Utf8.h"
 #include "host/transform/StreamLayers.h"
@@ -15,11 +15,7 @@ using transform::LayerError;
 
 HRESULT Fail(IUnknown** result, const std::string& reason) {
     if (result) *result = nullptr;
-    if (HostCreator creator = FindHostComponent(REFLiteral(L"EventLogGlobal"))) {
-        IPtr<IUILineDisplayable> log;
-        if (SUCCEEDED(creator(&IPtr<IUILineDisplayable>::Id(), log.OutVoid())) && log)
-            log->DisplayLine(MakeString(L"DataStreamEx").Get(), MakeString(FromUtf8(reason)).Get(), LINE_ERROR);
-    }
+    WriteEventLogError(L"DataStreamEx", FromUtf8(reason));
     return E_FAIL;
 }
 

@@ -3,9 +3,8 @@
 #include <climits>
 #include <cstring>
 
-#include "host/base/ComponentRegistry.h"
+#include "host/runtime/EventLogLine.h"
 #include "host/text/Utf8.h"
-#include "host/values/HostStrings.h"
 
 namespace host {
 
@@ -105,13 +104,7 @@ bool WriteTargetText(IDataStream* target, std::wstring_view text, bool wide, std
 }
 
 HRESULT ReportTransformFailure(const wchar_t* component, const std::string& reason) {
-    HostCreator creator = FindHostComponent(REFLiteral(L"EventLogGlobal"));
-    IPtr<IUILineDisplayable> log;
-    if (creator && SUCCEEDED(creator(&IPtr<IUILineDisplayable>::Id(), log.OutVoid())) && log) {
-        log->DisplayLine(MakeString(component).Get(), MakeString(FromUtf8(reason)).Get(), LINE_ERROR);
-        // Failures are rare: push each one to the disk at once.
-        if (IPtr<IFileArchive> file = log.Query<IFileArchive>()) file->Save();
-    }
+    WriteEventLogError(component, FromUtf8(reason));
     return E_FAIL;
 }
 

@@ -22,6 +22,26 @@ HRESULT Bind(IInputParameter* input, INamedCollection* collection) {
     return bindable ? bindable->BindToCollection(collection) : E_NOINTERFACE;
 }
 
+// The integer of a variant, or -2 when it is none.
+int32_t IntOf(IUnknown* value) {
+    IPtr<IVariant> variant = QueryAs<IVariant>(value);
+    int32_t number = -2;
+    if (variant) variant->get_Integer(&number);
+    return number;
+}
+
+// The value an input yields, or -1 when it yields none.
+int32_t ValueOf(IInputParameter* input) {
+    IPtr<IUnknown> value;
+    return input->get_Value(value.Out()) == S_OK ? IntOf(value.Get()) : -1;
+}
+
+IPtr<IInputParameter> InputAt(IInputParameters* inputs, int32_t index) {
+    IPtr<IUnknown> entry;
+    inputs->get_Item(index, entry.Out());
+    return entry.Query<IInputParameter>();
+}
+
 // A workspace holding a component "Source" with the parameters Port = 21
 // and Host = "example". The collection is emptied at the end, which breaks
 // the ring of references that bound inputs make.
@@ -35,15 +55,6 @@ protected:
         m_workspace->Add(Str(L"Source").Get(), m_source.Get(), nullptr, 0);
     }
     void TearDown() override { m_workspace->RemoveAll(); }
-
-    int32_t ValueOf(IInputParameter* input) {
-        IPtr<IUnknown> value;
-        if (input->get_Value(value.Out()) != S_OK) return -1;
-        IPtr<IVariant> variant = value.Query<IVariant>();
-        int32_t number = -2;
-        if (variant) variant->get_Integer(&number);
-        return number;
-    }
 
     IPtr<ISuperCollection> m_workspace;
     IPtr<IParametersCreatable> m_source;
@@ -79,16 +90,11 @@ TEST_F(InputBindingTest, ParameterBoundToAnInputReadsThroughIt) {
     EXPECT_EQ(IntAt(reader.Get(), 0), 21);
     m_source->put_Item(0, Int(22).Get());
     EXPECT_EQ(IntAt(reader.Get(), 0), 22);
-    IPtr<IUnknown> own;
+    IPtr<IUnknown> own, bound;
     reader->Get(Str(L"Port").Get(), own.Out(), nullptr, nullptr, 0);
-    IPtr<IVariant> ownVariant = own.Query<IVariant>();
-    int32_t number = 0;
-    ownVariant->get_Integer(&number);
-    EXPECT_EQ(number, 1) << "Get without mode 1 reads the item's own value";
-    IPtr<IUnknown> bound;
+    EXPECT_EQ(IntOf(own.Get()), 1) << "Get without mode 1 reads the item's own value";
     reader->Get(Str(L"Port").Get(), bound.Out(), nullptr, nullptr, 1);
-    bound.Query<IVariant>()->get_Integer(&number);
-    EXPECT_EQ(number, 22);
+    EXPECT_EQ(IntOf(bound.Get()), 22);
 }
 
 TEST_F(InputBindingTest, InputsWithoutParameterYieldTheComponentAskedForTheirInterface) {
@@ -102,9 +108,8 @@ TEST_F(InputBindingTest, InputsWithoutParameterYieldTheComponentAskedForTheirInt
         SCOPED_TRACE(c.name);
         IPtr<IInputParameters> inputs = Make<IInputParameters>(L"InputParameters");
         ASSERT_EQ(inputs->AddInput(Str(L"Source").Get(), c.iid), S_OK);
-        IPtr<IUnknown> entry;
-        ASSERT_EQ(inputs->get_Item(0, entry.Out()), S_OK);
-        IPtr<IInputParameter> input = entry.Query<IInputParameter>();
+        IPtr<IInputParameter> input = InputAt(inputs.Get(), 0);
+        ASSERT_TRUE(input);
         IID declared = IID_NULL;
         ASSERT_EQ(input->get_Interface(&declared), S_OK);
         EXPECT_EQ(declared, c.iid ? *c.iid : IID_NULL);
@@ -128,9 +133,7 @@ TEST_F(InputBindingTest, InputValueIsAskedForTheDeclaredInterfaceThroughTheVaria
     inputs->AddInput(Str(L"PortText").Get(), &IID_IString);
     const wchar_t* parameters[] = {L"Host", L"Port"};
     for (int32_t i = 0; i < 2; ++i) {
-        IPtr<IUnknown> entry;
-        inputs->get_Item(i, entry.Out());
-        IPtr<IInputParameter> input = entry.Query<IInputParameter>();
+        IPtr<IInputParameter> input = InputAt(inputs.Get(), i);
         input->put_SourceComponent(Str(L"Source").Get());
         input->put_SourceParameter(Str(parameters[i]).Get());
         Bind(input.Get(), m_workspace.Get());
@@ -177,9 +180,7 @@ TEST(InputParametersTest, CollectionOfInputsFollowsTheLookupRules) {
 
     ASSERT_EQ(inputs->Rename(2, Str(L"Other").Get()), S_OK);
     IPtr<IString> name;
-    second.Release();
-    inputs->get_Item(2, second.Out());
-    second.Query<IInputParameter>()->get_Name(name.Out());
+    InputAt(inputs.Get(), 2)->get_Name(name.Out());
     EXPECT_EQ(host::ToWide(name.Get()), L"Other") << "renaming renames the input";
     EXPECT_EQ(inputs->get_Item(3, second.Out()), E_INVALIDARG);
 }
@@ -228,19 +229,12 @@ TEST_F(ActiveWorkspaceTest, ComponentsAreOneCollectionThatInputsBindTo) {
     Make<IWorkspace>(L"ActiveWorkspace")->get_Components(again.Out());
     EXPECT_EQ(Names(again.Get()), std::vector<std::wstring>{L"Server"}) << "shared by every instance";
 
-    IPtr<IInputParameter> input = Make<IInputParameter>(L"InputParameter");
-    input->put_SourceComponent(Str(L"Server").Get());
-    input->put_SourceParameter(Str(L"Port").Get());
-    IPtr<IUnknown> moniker;
-    input->get_Moniker(moniker.Out());
-    moniker.Query<ICollectionMoniker>()->BindToCollection(again.Get());
-    IPtr<IUnknown> value;
-    ASSERT_EQ(input->get_Value(value.Out()), S_OK);
-    int32_t port = 0;
-    value.Query<IVariant>()->get_Integer(&port);
-    EXPECT_EQ(port, 21);
+    IPtr<IInputParameter> input = NewInput(L"Server", L"Port");
+    ASSERT_EQ(Bind(input.Get(), again.Get()), S_OK);
+    EXPECT_EQ(ValueOf(input.Get()), 21);
 
     host::CloseWorkspace();
+    IPtr<IUnknown> value;
     EXPECT_EQ(input->get_Value(value.Out()), E_FAIL) << "a closed workspace has no components";
 }
 

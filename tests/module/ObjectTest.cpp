@@ -176,19 +176,14 @@ TEST_F(ComponentObject, InputParametersArePassedToTheHeldObject) {
     // With one, its answer and status come back as they are.
     HeldInputs held;
     CProbe::inputParameters = &held;
-    EXPECT_EQ(root->QueryInterface(IID_IInputParameters, &out), S_OK);
-    EXPECT_EQ(out, static_cast<IInputParameters*>(&held));
-    EXPECT_EQ(held.refs.load(), 2u);
-    held.Release();
-
-    held.answer = S_FALSE;
-    EXPECT_EQ(root->QueryInterface(IID_IInputParameters, &out), S_FALSE);
-    EXPECT_EQ(out, static_cast<IInputParameters*>(&held));
-    held.Release();
-
-    held.answer = E_FAIL;
-    EXPECT_EQ(root->QueryInterface(IID_IInputParameters, &out), E_FAIL);
-    EXPECT_EQ(out, nullptr);
+    for (HRESULT answer : {S_OK, S_FALSE, E_FAIL}) {
+        SCOPED_TRACE(answer);
+        held.answer = answer;
+        EXPECT_EQ(root->QueryInterface(IID_IInputParameters, &out), answer);
+        EXPECT_EQ(out, SUCCEEDED(answer) ? static_cast<IInputParameters*>(&held) : nullptr);
+        EXPECT_EQ(held.refs.load(), SUCCEEDED(answer) ? 2u : 1u);
+        if (out) held.Release();
+    }
     EXPECT_EQ(held.queries, 3);
 
     // The component's own count did not move.

@@ -32,6 +32,14 @@ int32_t IndexOf(ISuperCollection* c, IUnknown* key, HRESULT* hr = nullptr) {
     return index;
 }
 
+// Objects that answer no IString (so that as keys they are objects, not
+// names), with two interfaces at different addresses.
+IPtr<IUILineDisplayable> NewLog() {
+    IPtr<IUILineDisplayable> log;
+    host::CreateHostComponent<host::EventLog>(&IID_IUILineDisplayable, log.OutVoid());
+    return log;
+}
+
 } // namespace
 
 TEST(ItemCollection, NameLookupFoldsOnlyAsciiCapitals) {
@@ -84,16 +92,6 @@ TEST(ItemCollection, NumberKeyIsTheIndexWithoutRangeCheck) {
     EXPECT_EQ(IndexOf(c.Get(), host::NewVariant().Get(), &hr), -1);
     EXPECT_EQ(hr, E_INVALIDARG);
 }
-
-namespace {
-// Objects that answer no IString (so that as keys they are objects, not
-// names), with two interfaces at different addresses.
-IPtr<IUILineDisplayable> NewLog() {
-    IPtr<IUILineDisplayable> log;
-    host::CreateHostComponent<host::EventLog>(&IID_IUILineDisplayable, log.OutVoid());
-    return log;
-}
-} // namespace
 
 TEST(ItemCollection, ObjectKeyFindsItemsBeforeDescriptors) {
     IPtr<IUILineDisplayable> first = NewLog(), described = NewLog(), log = NewLog(), unknown = NewLog();

@@ -269,10 +269,6 @@ TEST_F(ConsoleSettingsTest, OutputModeAndResultTitlesDriveTheDisplay) {
     EXPECT_EQ(text.substr(text.size() - last.size()), last);
 }
 
-} // namespace
-
-namespace {
-
 TEST(ConsoleText, ColumnsOfCharacters) {
     struct Case {
         wchar_t c;

@@ -109,12 +109,8 @@ TEST(Variant, PutUnknownCopiesAnotherVariant) {
     // object variant copies the object.
     source->put_Unknown(nullptr);
     IPtr<IVariant> objectVariant = host::NewVariant();
-    IPtr<IUnknown> plainObject;
-    {
-        // A collection: an object that is neither string nor variant.
-        IPtr<ISuperCollection> c = host::NewCollection();
-        plainObject = QueryAs<IUnknown>(c.Get());
-    }
+    // A collection: an object that is neither string nor variant.
+    IPtr<IUnknown> plainObject = QueryAs<IUnknown>(host::NewCollection().Get());
     objectVariant->put_Unknown(plainObject.Get());
     ASSERT_TRUE(objectVariant->IsObject());
     ASSERT_EQ(target->put_Unknown(objectVariant.Get()), S_OK);

@@ -196,18 +196,14 @@ TEST_F(FileNameCollectionTest, EmptyMissingAndUnreadableFolders) {
     EXPECT_TRUE(Names(empty.items.Get()).empty());
 
     File("plain", 1);
-    struct Case {
-        std::string folder;
-    };
-    const Case failing[] = {{Path("missing")}, {Path("plain")}, {""}};
-    for (const Case& c : failing) {
+    for (const std::string& folder : {Path("missing"), Path("plain"), std::string()}) {
         Listing l = NewListing(Root());
         ASSERT_EQ(l.files->Scan(), S_OK);
         ASSERT_EQ(Names(l.items.Get()).size(), 1u);
         // A failed scan leaves no stale entries behind.
-        l.files->put_Folder(Str(host::FileNameToWide(c.folder)).Get());
-        EXPECT_EQ(l.files->Scan(), E_FAIL) << c.folder;
-        EXPECT_TRUE(Names(l.items.Get()).empty()) << c.folder;
+        l.files->put_Folder(Str(host::FileNameToWide(folder)).Get());
+        EXPECT_EQ(l.files->Scan(), E_FAIL) << folder;
+        EXPECT_TRUE(Names(l.items.Get()).empty()) << folder;
     }
 }
 
@@ -224,9 +220,7 @@ TEST_F(FileNameCollectionTest, LooksNamesUpExactly) {
         int32_t index = -1;
         HRESULT hr = l.items->get_Index(Str(c.name).Get(), &index);
         EXPECT_EQ(hr, c.index >= 0 ? S_OK : E_FAIL) << c.name;
-        if (c.index >= 0) {
-            EXPECT_EQ(index, c.index) << c.name;
-        }
+        EXPECT_EQ(hr == S_OK ? index : -1, c.index) << c.name;
     }
 }
 
@@ -303,16 +297,10 @@ TEST_F(FileNameCollectionTest, OptionsAndSettings) {
     int32_t value = -1;
     EXPECT_EQ(l.files->get_Option(18, &value), S_FALSE);
     EXPECT_EQ(value, 0);
-    EXPECT_EQ(l.files->put_Option(18, 36), S_OK);
-    EXPECT_EQ(l.files->get_Option(18, &value), S_OK);
-    EXPECT_EQ(value, 36);
     EXPECT_EQ(l.files->get_Option(FILENAME_OPTION_FOLDERS, &value), S_OK);
     EXPECT_EQ(value, 0);
     EXPECT_EQ(l.files->get_Option(1, nullptr), E_POINTER);
 
-    IPtr<IString> folder;
-    ASSERT_EQ(l.files->get_Folder(folder.Out()), S_OK);
-    EXPECT_EQ(host::ToWide(folder.Get()), host::FileNameToWide(Root()));
     EXPECT_EQ(l.files->put_Folder(nullptr), E_POINTER);
 
     IPtr<IExtCollection> foreign;
@@ -337,10 +325,6 @@ TEST_F(FileNameCollectionTest, EntriesOutliveARescan) {
     int64_t value = 0;
     EXPECT_EQ(kept.Query<IFileAttributes>()->get_Attribute(5, &value), E_INVALIDARG);
 }
-
-} // namespace
-
-namespace {
 
 struct DecodeCase {
     std::string bytes;
@@ -394,10 +378,6 @@ TEST(FileNameEncoding, TextThatNoNameYieldsBecomesReplacementCharacter) {
                                   std::wstring(1, wchar_t(0xDD00)), std::wstring(1, wchar_t(0x110000))};
     for (const std::wstring& w : cases) EXPECT_EQ(host::FileNameToBytes(w), "\xef\xbf\xbd") << unsigned(w[0]);
 }
-
-} // namespace
-
-namespace {
 
 struct PatternCase {
     const wchar_t* pattern;

@@ -94,7 +94,6 @@ TEST(FolderStream, ValuesOfEachTypeRoundTripThroughTheText) {
     IPtr<IFolderStream> f = NewFolder();
     IPtr<IVariant> empty = host::NewVariant();
     ASSERT_EQ(f->WriteValue(REFLiteral(L"i"), Int(-2147483647 - 1).Get()), S_OK);
-    ASSERT_EQ(f->WriteValue(REFLiteral(L"d"), Real(0.1).Get()), S_OK);
     ASSERT_EQ(f->WriteValue(REFLiteral(L"s"), Text(L"a \"quoted\" \\ text\nwith\r\ttabs").Get()), S_OK);
     ASSERT_EQ(f->WriteValue(REFLiteral(L"u"), Text(L"\u00e9\u4e2d\U0001F600\u0001\u007f\u0085").Get()), S_OK);
     ASSERT_EQ(f->WriteValue(REFLiteral(L"e"), empty.Get()), S_OK);
@@ -106,37 +105,32 @@ TEST(FolderStream, ValuesOfEachTypeRoundTripThroughTheText) {
     EXPECT_EQ(ReadBack(copy.Get(), L"u"), L"string:\u00e9\u4e2d\U0001F600\u0001\u007f\u0085");
     EXPECT_EQ(ReadBack(copy.Get(), L"e"), L"empty");
     EXPECT_EQ(ReadBack(copy.Get(), L"blank"), L"string:");
-    IPtr<IVariant> d;
-    ASSERT_EQ(copy->ReadValue(REFLiteral(L"d"), d.Out()), S_OK);
-    double value = 0;
-    d->get_Double(&value);
-    EXPECT_EQ(value, 0.1); // exactly
     // Non-ASCII text is written as UTF-8; controls are escaped.
     const std::string text = Content(f.Get());
     EXPECT_NE(text.find("\"\xc3\xa9\xe4\xb8\xad\xf0\x9f\x98\x80\\u{1}\\u{7f}\\u{85}\""), std::string::npos) << text;
 }
 
 TEST(FolderStream, DoublesKeepEveryValue) {
-    const double values[] = {0.0, -0.0, 1e-310, 123456789.125, -1.7976931348623157e308,
-                             std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+    const double values[] = {0.1, 0.0, -0.0, 1e-310, 123456789.125, -1.7976931348623157e308,
+                             std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                             std::nan("")};
     IPtr<IFolderStream> f = NewFolder();
     for (size_t i = 0; i < std::size(values); ++i)
-        f->WriteValue(View(L"v" + std::to_wstring(i)), Real(values[i]).Get());
-    f->WriteValue(REFLiteral(L"nan"), Real(std::nan("")).Get());
+        ASSERT_EQ(f->WriteValue(View(L"v" + std::to_wstring(i)), Real(values[i]).Get()), S_OK);
     IPtr<IFolderStream> copy = Reparsed(f.Get());
     for (size_t i = 0; i < std::size(values); ++i) {
+        SCOPED_TRACE(values[i]);
         IPtr<IVariant> v;
         ASSERT_EQ(copy->ReadValue(View(L"v" + std::to_wstring(i)), v.Out()), S_OK);
         double d = 1;
         v->get_Double(&d);
-        EXPECT_EQ(d, values[i]);
+        if (std::isnan(values[i])) {
+            EXPECT_TRUE(std::isnan(d));
+            continue;
+        }
+        EXPECT_EQ(d, values[i]); // exactly
         EXPECT_EQ(std::signbit(d), std::signbit(values[i]));
     }
-    IPtr<IVariant> nan;
-    ASSERT_EQ(copy->ReadValue(REFLiteral(L"nan"), nan.Out()), S_OK);
-    double d = 0;
-    nan->get_Double(&d);
-    EXPECT_TRUE(std::isnan(d));
 }
 
 TEST(FolderStream, RawBlocksKeepEveryByte) {
@@ -316,16 +310,11 @@ TEST(FolderStream, WrittenBytesReplaceOnlyThatFolder) {
     EXPECT_EQ(Content(f.Get()), "FolderStream 1\nint \"top\" 1\nfolder \"sub\" {\n}\n");
 }
 
-namespace {
-
-struct Malformed {
-    const char* text;
-    const char* error;
-};
-
-} // namespace
-
 TEST(FolderFormat, MalformedTextIsRefusedWithTheLine) {
+    struct Malformed {
+        const char* text;
+        const char* error;
+    };
     const Malformed cases[] = {
         {"", "the text does not start with 'FolderStream 1'"},
         {"int \"a\" 1\n", "line 1: the text does not start with 'FolderStream 1'"},

@@ -5,10 +5,12 @@
 
 #include "host/collections/Components.h"
 #include "host/files/Components.h"
+#include "host/os/Components.h"
 #include "host/parameters/Components.h"
 #include "host/runtime/Components.h"
 #include "host/settings/Components.h"
 #include "host/streams/Components.h"
+#include "host/transfer/Components.h"
 #include "host/transform/Components.h"
 #include "host/ui/Components.h"
 #include "host/values/Components.h"
@@ -23,7 +25,7 @@ std::vector<HostComponent>& Joined() {
         const std::span<const HostComponent> families[] = {
             ValuesComponents(),   CollectionsComponents(), RuntimeComponents(),   FilesComponents(),
             StreamsComponents(),  SettingsComponents(),    ParametersComponents(), UIComponents(),
-            TransformComponents(),
+            OSComponents(),       TransferComponents(),    TransformComponents(),
         };
         for (std::span<const HostComponent> rows : families) joined.insert(joined.end(), rows.begin(), rows.end());
         return joined;

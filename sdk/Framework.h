@@ -4,6 +4,7 @@
 #include "Collections.h"
 #include "FileArchive.h"
 #include "Files.h"
+#include "HostUtilities.h"
 #include "InterfacePtr.h"
 #include "ObjectInfo.h"
 #include "Parameters.h"
@@ -11,6 +12,7 @@
 #include "Step.h"
 #include "Streams.h"
 #include "Strings.h"
+#include "Transfer.h"
 #include "Transforms.h"
 #include "Variant.h"
 

@@ -27,7 +27,9 @@ struct IUILineDisplayable : IUnknown {
 
 // A source of events that listeners subscribe to. The host's event log
 // ("EventLogGlobal") hands every line it records to each listener that
-// answers IUILineDisplayable, on the thread that logs it.
+// answers IUILineDisplayable, on the thread that logs it; a URL scheme hands
+// the progress of its transfers to each listener that answers
+// _IUIProgressEvent (sdk/Transfer.h).
 struct IEventSource : IUnknown {
     // `on` 1 subscribes the listener (holding a reference), 0 unsubscribes it.
     virtual HRESULT Advise(IUnknown* listener, int32_t on) = 0;

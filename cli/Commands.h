@@ -14,6 +14,7 @@ int MirrorCommand(const Arguments& args);
 int RunCommand(const Arguments& args);
 int ListCommand(const Arguments& args);
 int ConvertCommand(const Arguments& args);
+int GetCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
@@ -21,6 +22,7 @@ const char* MirrorHelp();
 const char* RunHelp();
 const char* ListHelp();
 const char* ConvertHelp();
+const char* GetHelp();
 
 // True for "--help" and "-h".
 bool IsHelpOption(const std::string& arg);

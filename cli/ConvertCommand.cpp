@@ -163,20 +163,6 @@ IPtr<IDataStream> WithoutHeader(const HostRuntime& runtime, IDataStream* file, c
     return rest;
 }
 
-void Put(IParameters* parameters, const std::vector<ParameterInfo>& all,
-         const wchar_t* name, IUnknown* value) {
-    const ParameterInfo& parameter = RequireParameter(all, name);
-    HRESULT hr = parameters->put_Item(parameter.index, value);
-    if (FAILED(hr)) throw Failure("the step refused its parameter " + ToUtf8(name));
-}
-
-void PutInteger(const HostRuntime& runtime, IParameters* parameters, const std::vector<ParameterInfo>& all,
-                const wchar_t* name, int32_t value) {
-    auto variant = runtime.NewVariant();
-    variant->put_Integer(value);
-    Put(parameters, all, name, variant.Get());
-}
-
 void CheckTarget(const std::string& path, bool force) {
     struct stat info;
     if (lstat(path.c_str(), &info) != 0) return;
@@ -226,22 +212,22 @@ int ConvertCommand(const Arguments& args) {
     const std::vector<ParameterInfo> all = ReadParameters(parameters.Get());
     auto stream = runtime->NewVariant();
     stream->put_Unknown(source.Get());
-    Put(parameters.Get(), all, L"Stream", stream.Get());
-    if (o.autoHeader) PutInteger(*runtime, parameters.Get(), all, L"Header", HEADER_AUTO);
+    PutParameter(parameters.Get(), all, L"Stream", stream.Get());
+    if (o.autoHeader) PutIntegerParameter(*runtime, parameters.Get(), all, L"Header", HEADER_AUTO);
     if (o.header) {
-        PutInteger(*runtime, parameters.Get(), all, L"Header", HEADER_MANUAL);
-        Put(parameters.Get(), all, L"OptionalHeader", runtime->NewString(WideArgument(*o.header)).Get());
+        PutIntegerParameter(*runtime, parameters.Get(), all, L"Header", HEADER_MANUAL);
+        PutParameter(parameters.Get(), all, L"OptionalHeader", runtime->NewString(WideArgument(*o.header)).Get());
     }
-    PutInteger(*runtime, parameters.Get(), all, L"Compress", o.compress);
+    PutIntegerParameter(*runtime, parameters.Get(), all, L"Compress", o.compress);
     if (o.encrypt) {
         // Only the first mode hands its key to the transformer; the others
         // leave it to the key configured in the host's settings.
-        PutInteger(*runtime, parameters.Get(), all, L"Encrypt", key ? ENCRYPT_WITH_KEY : ENCRYPT_CONFIGURED_KEY);
-        if (key) Put(parameters.Get(), all, L"Key", runtime->NewString(*key).Get());
+        PutIntegerParameter(*runtime, parameters.Get(), all, L"Encrypt", key ? ENCRYPT_WITH_KEY : ENCRYPT_CONFIGURED_KEY);
+        if (key) PutParameter(parameters.Get(), all, L"Key", runtime->NewString(*key).Get());
     }
-    if (o.sha256) PutInteger(*runtime, parameters.Get(), all, L"Authenticate", 1);
-    PutInteger(*runtime, parameters.Get(), all, L"Mime", o.mime);
-    PutInteger(*runtime, parameters.Get(), all, L"Revert", o.revert ? 1 : 0);
+    if (o.sha256) PutIntegerParameter(*runtime, parameters.Get(), all, L"Authenticate", 1);
+    PutIntegerParameter(*runtime, parameters.Get(), all, L"Mime", o.mime);
+    PutIntegerParameter(*runtime, parameters.Get(), all, L"Revert", o.revert ? 1 : 0);
 
     StepOutcome outcome = RunStep(step.Get(), nullptr);
     int code = ExitCodeOf(outcome, nullptr, ToUtf8(name), &failures);

@@ -18,6 +18,8 @@ const char* GeneralHelp() {
            "        show the module's components and their parameters\n"
            "  convert IN OUT [--compress] [--encrypt --key-file F] [--sha256] [--base64] [--revert] ...\n"
            "        protect or restore a file (or, with --zip, a folder)\n"
+           "  get URL [--cache DIR] [--run] [--arg TEXT] [--verbose]\n"
+           "        download one file into the cache folder\n"
            "\n"
            "'shadow <command> --help' describes a command.\n"
            "\n"
@@ -116,6 +118,39 @@ const char* ConvertHelp() {
            "\n"
            "Exit codes: 0 success, 1 the conversion failed, 2 the command line cannot\n"
            "be used as given.\n";
+}
+
+const char* GetHelp() {
+    return "usage: shadow get URL [--cache DIR] [--run] [--arg TEXT] [--verbose]\n"
+           "\n"
+           "Downloads one file through the URLGet step into the cache folder and\n"
+           "prints where it went. A URL that starts with http:// is taken as it is;\n"
+           "anything else (https:// included) is a name under the default download\n"
+           "location, and a name without a '.' gets the extension .xWS.\n"
+           "\n"
+           "  --cache DIR  the cache folder (created when missing; its parent must\n"
+           "               exist); by default the folder wwwExchange of the\n"
+           "               installation folder named in the settings ([Workspace]\n"
+           "               InstallPath), or of this program's folder when none is set\n"
+           "  --run        start the downloaded file when it is a workspace (.xWS),\n"
+           "               through the program the settings name for it\n"
+           "               ([FileHandlers] xWS=PROGRAM %f); other files are only\n"
+           "               downloaded\n"
+           "  --arg TEXT   with --run: words added after the file\n"
+           "  --verbose    print every line (the default when the output is not a\n"
+           "               terminal; on a terminal a progress bar is shown)\n"
+           "\n"
+           "The file is written under a work name and renamed when it has arrived\n"
+           "whole; a file of the same name is replaced only then. An interrupted\n"
+           "download (Ctrl-C, a lost connection, a server that stops sending for 5 s)\n"
+           "keeps what arrived, and the same get resumes it when the server allows.\n"
+           "Why a download failed (the server's answer, a refused connection, a\n"
+           "stalled transfer, a full disk) is printed on stderr and kept in the\n"
+           "event log.\n"
+           "\n"
+           "Exit codes: 0 the file arrived whole (and, with --run, was started),\n"
+           "1 it did not, 2 the command line cannot be used as given, 130\n"
+           "interrupted.\n";
 }
 
 const char* ListHelp() {

@@ -4,6 +4,7 @@
 
 #include "cli/CliError.h"
 #include "cli/HostRuntime.h"
+#include "cli/ProgressBar.h"
 #include "cli/Text.h"
 
 namespace cli {
@@ -51,6 +52,10 @@ LineMonitor::LineMonitor(IComponentCollection* components, IPtr<IUILineDisplayab
 HRESULT LineMonitor::DisplayLine(IString* title, IString* text, uint32_t kind) {
     if (kind & LINE_ERROR) m_errors.fetch_add(1); // LINE_ERROR and LINE_UPLOAD_ERROR
     bool progress = kind == LINE_PROGRESS || kind == LINE_STATUS;
+    if (m_live && m_bars && kind == LINE_PROGRESS) {
+        if (IPtr<IString> bar = MakeHostString(m_components.Get(), WithProgressBar(TextOf(text))))
+            return m_display->DisplayLine(title, bar.Get(), kind);
+    }
     if (m_live && progress && TextOf(title) != m_resultTitle) {
         IPtr<IString> shown = ProgressTitle(title);
         return m_display->DisplayLine(shown ? shown.Get() : title, text, kind);

@@ -29,6 +29,9 @@ public:
     // step. Lines arrive on the thread that does the work, right after it
     // has counted, so the statistics are read there.
     void WatchStatistics(IShadow* shadow);
+    // In live mode, progress lines that end in a percentage are drawn with
+    // a bar in front.
+    void ShowProgressBars() { m_bars = true; }
     // Ends the live status line; the kept lines stay.
     void Finish();
     int ErrorCount() const { return m_errors.load(); }
@@ -47,6 +50,7 @@ private:
     IPtr<IComponentCollection> m_components; // makes the titles shown
     IPtr<IUILineDisplayable> m_display;
     bool m_live;
+    bool m_bars = false;
     std::wstring m_resultTitle;
     std::mutex m_watchLock;
     IPtr<IShadow> m_shadow;

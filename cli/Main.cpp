@@ -9,7 +9,7 @@
 namespace {
 
 int Dispatch(const cli::Arguments& args) {
-    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert");
+    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert, get");
     const std::string& command = args[0];
     cli::Arguments rest(args.begin() + 1, args.end());
     if (cli::IsHelpOption(command) || command == "help") {
@@ -20,7 +20,8 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "run") return cli::RunCommand(rest);
     if (command == "list") return cli::ListCommand(rest);
     if (command == "convert") return cli::ConvertCommand(rest);
-    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert");
+    if (command == "get") return cli::GetCommand(rest);
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert, get");
 }
 
 } // namespace

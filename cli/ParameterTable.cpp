@@ -211,4 +211,23 @@ void ApplyAssignments(const HostRuntime& runtime, IParameters* parameters,
     }
 }
 
+void PutParameter(IParameters* parameters, const std::vector<ParameterInfo>& all, std::wstring_view name,
+                  IUnknown* value) {
+    const ParameterInfo& parameter = RequireParameter(all, name);
+    if (FAILED(parameters->put_Item(parameter.index, value)))
+        throw Failure("the component refused its parameter " + ToUtf8(parameter.name));
+}
+
+void PutIntegerParameter(const HostRuntime& runtime, IParameters* parameters, const std::vector<ParameterInfo>& all,
+                         std::wstring_view name, int32_t value) {
+    auto variant = runtime.NewVariant();
+    variant->put_Integer(value);
+    PutParameter(parameters, all, name, variant.Get());
+}
+
+void PutTextParameter(const HostRuntime& runtime, IParameters* parameters, const std::vector<ParameterInfo>& all,
+                      std::wstring_view name, std::wstring_view text) {
+    PutParameter(parameters, all, name, runtime.NewString(text).Get());
+}
+
 } // namespace cli

@@ -58,6 +58,16 @@ const ParameterInfo& RequireParameter(const std::vector<ParameterInfo>& all, std
 void SetParameter(const HostRuntime& runtime, IParameters* parameters, const ParameterInfo& parameter,
                   std::wstring_view text);
 
+// Stores a value, a new integer or a new text in the named parameter as it
+// is, without reading it by kind. Throws CliError: a usage error when there
+// is no such parameter, a failure when the component refuses the value.
+void PutParameter(IParameters* parameters, const std::vector<ParameterInfo>& all, std::wstring_view name,
+                  IUnknown* value);
+void PutIntegerParameter(const HostRuntime& runtime, IParameters* parameters, const std::vector<ParameterInfo>& all,
+                         std::wstring_view name, int32_t value);
+void PutTextParameter(const HostRuntime& runtime, IParameters* parameters, const std::vector<ParameterInfo>& all,
+                      std::wstring_view name, std::wstring_view text);
+
 // Applies "Name=Value" assignments in order. An unknown name or a malformed
 // value is a usage error that lists what is valid; nothing is applied after
 // the first error.

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <thread>
 
@@ -26,9 +27,19 @@ const wchar_t kDisplayInput[] = L"UILineDisplayable";
 std::atomic<int> gInterrupts{0};
 static_assert(std::atomic<int>::is_always_lock_free, "the signal handler needs a lock-free counter");
 
+// Set while a run that is abandoned at the first Ctrl-C runs: the note
+// printed before the process ends.
+std::atomic<const char*> gAbandonNote{nullptr};
+static_assert(std::atomic<const char*>::is_always_lock_free, "the signal handler reads the note");
+
 void OnInterrupt(int) {
     // Only async-signal-safe calls here: the main loop notices the first
     // request and turns the step off; a second one gives up waiting.
+    if (const char* note = gAbandonNote.load()) {
+        ssize_t ignored = write(STDERR_FILENO, note, std::strlen(note));
+        (void)ignored;
+        _exit(EXIT_INTERRUPTED);
+    }
     if (gInterrupts.fetch_add(1) == 0) {
         const char note[] = "\nshadow: stopping (press Ctrl-C again to quit at once)\n";
         ssize_t ignored = write(STDERR_FILENO, note, sizeof note - 1);
@@ -45,15 +56,19 @@ void OnInterrupt(int) {
 // one back afterwards.
 class InterruptGuard final {
 public:
-    InterruptGuard() {
+    explicit InterruptGuard(const char* abandonNote) {
         gInterrupts.store(0);
+        gAbandonNote.store(abandonNote);
         struct sigaction action = {};
         action.sa_handler = &OnInterrupt;
         sigemptyset(&action.sa_mask);
         action.sa_flags = SA_RESTART; // file operations of the step go on
         sigaction(SIGINT, &action, &m_previous);
     }
-    ~InterruptGuard() { sigaction(SIGINT, &m_previous, nullptr); }
+    ~InterruptGuard() {
+        sigaction(SIGINT, &m_previous, nullptr);
+        gAbandonNote.store(nullptr);
+    }
     InterruptGuard(const InterruptGuard&) = delete;
     InterruptGuard& operator=(const InterruptGuard&) = delete;
 
@@ -100,7 +115,7 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
     return workspace;
 }
 
-StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
+StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* abandonNote) {
     auto step = QueryAs<IStep>(component);
     if (!step) throw Failure("the component is not a step");
 
@@ -119,7 +134,7 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor) {
         }
     } watch(monitor, component);
 
-    InterruptGuard interrupts;
+    InterruptGuard interrupts(abandonNote);
     StepOutcome outcome;
     outcome.status = step->TurnOn();
     bool turnedOff = false;

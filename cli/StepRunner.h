@@ -27,8 +27,10 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
 // Turns the step on and, when it runs on its own thread, waits for it to
 // end, polling every 10 ms. The first Ctrl-C turns the step off and the run
 // ends when the step has stopped; a second Ctrl-C ends the process at once
+// with exit code 130. With `abandonNote`, for a step that cannot be stopped,
+// the first Ctrl-C prints the note on stderr and ends the process at once
 // with exit code 130. Throws CliError when the component is not a step.
-StepOutcome RunStep(IUnknown* component, LineMonitor* monitor);
+StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* abandonNote = nullptr);
 
 // The exit code for a finished run; prints what went wrong on stderr: the
 // failures the run recorded in the event log (the first few, or all of them

@@ -3,6 +3,9 @@
 # only those that are missing.
 #   --bench  adds what the benchmarks use
 #   --fuzz   adds clang, whose libFuzzer scripts/fuzz.sh builds with
+#   --servers adds the servers the transfer tests run against
+#            (scripts/test-servers.sh): Python's http.server with Debian's
+#            Python, pyftpdlib for FTP, OpenSSH's server for SFTP
 #   --arm64  adds the cross compiler for 64-bit Arm, qemu-user to run its
 #            programs, and the arm64 builds of the libraries the build links
 set -euo pipefail
@@ -25,10 +28,13 @@ apt_update() {
 
 case "${1:-}" in
   --bench)
-    packages+=(rsync time bc)
+    packages+=(rsync time bc lighttpd curl)
     ;;
   --fuzz)
     packages+=(clang)
+    ;;
+  --servers)
+    packages+=(python3 python3-pyftpdlib openssh-server openssh-client curl)
     ;;
   --arm64)
     # qemu-user runs the arm64 programs when asked to (qemu-aarch64 -L /

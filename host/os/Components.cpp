@@ -1,8 +1,17 @@
 #include "host/os/Components.h"
 
+#include "host/os/OSUtils.h"
+
 namespace host {
 
-// The family's rows arrive with its components.
-std::span<const HostComponent> OSComponents() { return {}; }
+namespace {
+
+constexpr HostComponent kRows[] = {
+    {L"OSUtils", &CreateOSUtils},
+};
+
+} // namespace
+
+std::span<const HostComponent> OSComponents() { return kRows; }
 
 } // namespace host

@@ -105,6 +105,7 @@ HRESULT FileDataStream::Open(IString* path) {
     // The stream moves onto the new mapping before the old one goes.
     m_bytes.Create(mapping.Data(), static_cast<unsigned long>(size), true);
     m_mapping.Swap(mapping);
+    m_file.put_Filename(path);
     m_error.clear();
     return S_OK;
 }
@@ -154,6 +155,23 @@ HRESULT FileDataStream::GetString(tagREFString* view) {
 }
 
 HRESULT FileDataStream::get_ErrorText(IString** text) { return AnswerErrorText(m_error, text); }
+
+HRESULT FileDataStream::get_Filter(IString** filter) {
+    if (filter) *filter = nullptr;
+    return E_NOTIMPL;
+}
+
+HRESULT FileDataStream::Load() {
+    IPtr<IString> name;
+    if (FAILED(m_file.get_Filename(name.Out()))) return E_FAIL;
+    return Open(name.Get());
+}
+
+HRESULT FileDataStream::Save() {
+    IPtr<IString> name;
+    if (FAILED(m_file.get_Filename(name.Out()))) return E_FAIL;
+    return SaveStream(this, name.Get());
+}
 
 HRESULT CreateFileDataStream(const IID* iid, void** out) { return CreateHostComponent<FileDataStream>(iid, out); }
 

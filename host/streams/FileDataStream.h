@@ -14,6 +14,10 @@
 //   symbolic link is refused; a new file gets mode 0666 under the umask, a
 //   replaced one keeps its mode.
 // - Failures of both answer IStreamErrorText with "path: reason".
+// - IFileArchive: the file name is the path of the last successful Open, or
+//   what put_Filename set since; get_Name is its last component. Load opens
+//   that file and Save saves the content to it, as Open and SaveStream do.
+//   There is no file-dialog filter of its own: get_Filter is E_NOTIMPL.
 // - IString: the content's bytes as characters 0-255. The text is built at
 //   the first GetString and kept for the stream's life (its pointer must
 //   stay valid): later writes or opens do not change it.
@@ -27,6 +31,8 @@
 #include "host/base/HostObject.h"
 #include "host/streams/ByteBuffer.h"
 #include "host/streams/StreamErrorText.h"
+#include "host/streams/StreamFaces.h"
+#include "host/streams/StreamFiles.h"
 
 namespace host {
 
@@ -53,7 +59,7 @@ private:
     size_t m_size = 0;
 };
 
-class FileDataStream final : public HostObject<IFileDataStream, IString, IStreamErrorText> {
+class FileDataStream final : public HostObject<IFileDataStream, IString, IStreamErrorText, FileArchiveFace> {
 public:
     FileDataStream() = default;
 
@@ -70,6 +76,13 @@ public:
     HRESULT GetString(tagREFString* view) override;
     HRESULT get_ErrorText(IString** text) override;
 
+    HRESULT get_Filter(IString** filter) override;
+    HRESULT Load() override;
+    HRESULT Save() override;
+
+protected:
+    ArchiveFile& Archive() override { return m_file; }
+
 private:
     // Drops the mapping once the content has left it.
     void ReleaseUnusedMapping();
@@ -80,6 +93,7 @@ private:
     std::wstring m_text;
     bool m_hasText = false;
     std::string m_error;
+    ArchiveFile m_file{L""};
 };
 
 HRESULT CreateFileDataStream(const IID* iid, void** out);

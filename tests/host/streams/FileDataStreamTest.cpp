@@ -126,3 +126,31 @@ TEST(FileDataStream, StaysAnObjectInAVariant) {
     value->get_Type(&type);
     EXPECT_EQ(type, VARIANT_OBJECT);
 }
+
+TEST(FileDataStream, AnswersAsAFileArchiveOfItsPath) {
+    TempDir dir;
+    WriteFile(dir / "one.txt", "first");
+    WriteFile(dir / "two.txt", "second");
+    IPtr<IFileDataStream> file = NewFile();
+    IPtr<IFileArchive> archive = QueryAs<IFileArchive>(file.Get());
+    ASSERT_TRUE(archive);
+    auto text = [&](HRESULT (IFileArchive::*get)(IString**)) {
+        IPtr<IString> value;
+        return SUCCEEDED((archive.Get()->*get)(value.Out())) ? host::ToUtf8(host::ToWide(value.Get())) : "<failed>";
+    };
+    EXPECT_EQ(text(&IFileArchive::get_Filter), "<failed>");
+
+    ASSERT_EQ(file->Open(PathOf(dir / "one.txt").Get()), S_OK);
+    EXPECT_EQ(text(&IFileArchive::get_Filename), dir / "one.txt");
+    EXPECT_EQ(text(&IFileArchive::get_Name), "one.txt");
+    EXPECT_EQ(file->Open(PathOf(dir / "missing").Get()), E_FAIL);
+    EXPECT_EQ(text(&IFileArchive::get_Filename), dir / "one.txt");
+
+    SetFilename(file.Get(), dir / "two.txt");
+    ASSERT_EQ(archive->Load(), S_OK);
+    EXPECT_EQ(Content(file.Get()), "second");
+    ASSERT_EQ(WriteBytes(file.Get(), "S"), S_OK);
+    ASSERT_EQ(archive->Save(), S_OK);
+    EXPECT_EQ(ReadFile(dir / "two.txt"), "Second");
+    EXPECT_EQ(ReadFile(dir / "one.txt"), "first");
+}

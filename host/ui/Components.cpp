@@ -1,5 +1,8 @@
 #include "host/ui/Components.h"
 
+#include "host/ui/MessageWindow.h"
+#include "host/ui/UIUtils.h"
+
 namespace host {
 
 // Defined beside the component each one makes.
@@ -11,6 +14,8 @@ namespace {
 constexpr HostComponent kRows[] = {
     {L"ConsoleLineDisplay", &CreateConsoleDisplayComponent},
     {L"EventLogGlobal", &CreateEventLog},
+    {L"MessageWindow", &CreateMessageWindow},
+    {L"UIUtils", &CreateUIUtils},
 };
 
 } // namespace

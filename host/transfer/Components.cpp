@@ -1,8 +1,17 @@
 #include "host/transfer/Components.h"
 
+#include "host/transfer/HttpScheme.h"
+
 namespace host {
 
-// The family's rows arrive with its components.
-std::span<const HostComponent> TransferComponents() { return {}; }
+namespace {
+
+constexpr HostComponent kRows[] = {
+    {L"URLhttp", &CreateHttpScheme},
+};
+
+} // namespace
+
+std::span<const HostComponent> TransferComponents() { return kRows; }
 
 } // namespace host

@@ -1,0 +1,75 @@
+#include "host/transfer/HttpScheme.h"
+
+#include <optional>
+
+#include "host/values/HostStrings.h"
+
+namespace host {
+
+namespace {
+
+// The value of the parameter of that name, or null when there is none.
+IPtr<IVariant> Named(IParameters* parameters, const wchar_t* name) {
+    int32_t index = -1;
+    IPtr<IVariant> value;
+    if (FAILED(parameters->get_Index(MakeString(name).Get(), &index)) || index < 0 ||
+        FAILED(parameters->get_ItemVariant(index, value.Out())))
+        return {};
+    return value;
+}
+
+// The limit a parameter gives: none when it is absent, the default for 0
+// or less.
+std::optional<std::chrono::milliseconds> Limit(IParameters* parameters, const wchar_t* name) {
+    IPtr<IVariant> value = Named(parameters, name);
+    int32_t ms = 0;
+    if (!value || FAILED(value->get_Integer(&ms))) return std::nullopt;
+    return ms > 0 ? std::chrono::milliseconds(ms) : TransferLimits::kDefault;
+}
+
+} // namespace
+
+HRESULT HttpScheme::put_Parameters(IParameters* parameters) {
+    if (!parameters) return E_POINTER;
+    const auto firstByte = Limit(parameters, L"TIMEOUT1");
+    const auto pause = Limit(parameters, L"TIMEOUTSUBSEQUENT");
+    std::optional<std::wstring> hostName;
+    if (IPtr<IVariant> value = Named(parameters, L"HOSTNAME"); value && value->IsString()) {
+        IPtr<IString> text;
+        value->get_String(text.Out());
+        hostName = ToWide(text.Get());
+    }
+    std::lock_guard lock(m_mutex);
+    if (firstByte) m_limits.firstByte = *firstByte;
+    if (pause) m_limits.pause = *pause;
+    if (hostName) m_hostName = std::move(*hostName);
+    return S_OK;
+}
+
+HRESULT HttpScheme::Advise(IUnknown* listener, int32_t on) { return m_listeners.Advise(listener, on); }
+
+std::wstring HttpScheme::HostName() const {
+    std::lock_guard lock(m_mutex);
+    return m_hostName;
+}
+
+FetchResult HttpScheme::Fetch(const FetchRequest& request) {
+    TransferLimits limits;
+    {
+        std::lock_guard lock(m_mutex);
+        limits = m_limits;
+    }
+    ProgressPace pace;
+    IUnknown* self = FirstInterface();
+    auto report = [&](int64_t received, int64_t total) {
+        if (!m_listeners.Empty() && pace.Due(false)) m_listeners.Report(self, received, total, request.link);
+    };
+    CurlTransfer transfer(ToUtf8(request.url), limits, request.stop, report);
+    FetchResult result = transfer.Fetch(request.fd, request.offset, request.validator);
+    if (result.complete && pace.Due(true)) m_listeners.Report(self, result.size, result.size, request.link);
+    return result;
+}
+
+HRESULT CreateHttpScheme(const IID* iid, void** out) { return CreateHostComponent<HttpScheme>(iid, out); }
+
+} // namespace host

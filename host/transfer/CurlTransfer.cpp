@@ -17,6 +17,7 @@
 #include <string_view>
 
 #include "host/text/Utf8.h"
+#include "host/transfer/SshSettings.h"
 
 namespace host {
 
@@ -56,9 +57,14 @@ std::string UrlPart(const std::string& url, CURLUPart part) {
     return value;
 }
 
-bool IsHttp(const std::string& url) {
+std::string Scheme(const std::string& url) {
     std::string scheme = UrlPart(url, CURLUPART_SCHEME);
     std::transform(scheme.begin(), scheme.end(), scheme.begin(), [](unsigned char c) { return std::tolower(c); });
+    return scheme;
+}
+
+bool IsHttp(const std::string& url) {
+    const std::string scheme = Scheme(url);
     return scheme == "http" || scheme == "https";
 }
 
@@ -194,7 +200,23 @@ public:
                curl_easy_setopt(e, CURLOPT_HEADERDATA, this) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_NOPROGRESS, 0L) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_XFERINFOFUNCTION, &Session::OnProgress) == CURLE_OK &&
-               curl_easy_setopt(e, CURLOPT_XFERINFODATA, this) == CURLE_OK;
+               curl_easy_setopt(e, CURLOPT_XFERINFODATA, this) == CURLE_OK && SshOptions();
+    }
+
+    // sftp logs in with the configured key and trusts only a server whose
+    // key the known-hosts file holds (no file: no server is trusted).
+    bool SshOptions() {
+        if (Scheme(m_owner.m_url) != "sftp") return true;
+        m_ssh = ReadSshSettings();
+        if (m_ssh.knownHosts.empty()) m_ssh.knownHosts = "/dev/null";
+        CURL* e = m_easy.get();
+        return curl_easy_setopt(e, CURLOPT_SSH_AUTH_TYPES, CURLSSH_AUTH_PUBLICKEY | CURLSSH_AUTH_PASSWORD) ==
+                   CURLE_OK &&
+               (m_ssh.privateKey.empty() ||
+                curl_easy_setopt(e, CURLOPT_SSH_PRIVATE_KEYFILE, m_ssh.privateKey.c_str()) == CURLE_OK) &&
+               curl_easy_setopt(e, CURLOPT_SSH_KNOWNHOSTS, m_ssh.knownHosts.c_str()) == CURLE_OK &&
+               curl_easy_setopt(e, CURLOPT_SSH_KEYFUNCTION, &Session::OnHostKey) == CURLE_OK &&
+               curl_easy_setopt(e, CURLOPT_SSH_KEYDATA, this) == CURLE_OK;
     }
 
     // The fetch's own options: where the bytes go and which part to ask for.
@@ -298,7 +320,9 @@ private:
         case CURLE_LOGIN_DENIED: return "login denied";
         case CURLE_REMOTE_ACCESS_DENIED: return "access denied";
         case CURLE_REMOTE_FILE_NOT_FOUND: return "no such file on the server";
-        case CURLE_PEER_FAILED_VERIFICATION: return "the server's certificate or key is not trusted";
+        case CURLE_PEER_FAILED_VERIFICATION:
+            if (m_hostKeyRefused) return "the key of " + Host() + " is not in the known-hosts file " + m_ssh.knownHosts;
+            return "the server's certificate or key is not trusted";
         case CURLE_URL_MALFORMAT: return "malformed URL";
         case CURLE_SEND_ERROR:
         case CURLE_RECV_ERROR:
@@ -378,6 +402,12 @@ private:
         return true;
     }
 
+    static int OnHostKey(CURL*, const curl_khkey*, const curl_khkey*, curl_khmatch match, void* self) {
+        if (match == CURLKHMATCH_OK) return CURLKHSTAT_FINE;
+        static_cast<Session*>(self)->m_hostKeyRefused = true;
+        return CURLKHSTAT_REJECT;
+    }
+
     static size_t OnHeader(char* data, size_t, size_t size, void* self) {
         auto* s = static_cast<Session*>(self);
         s->m_watch.Heard();
@@ -412,6 +442,8 @@ private:
     Ended m_ended = Ended::No;
     int m_errno = 0;
     bool m_http = false;
+    SshSettings m_ssh;            // sftp only; kept while libcurl holds the names
+    bool m_hostKeyRefused = false; // the sftp server's key is not a known one
 
     int m_fd = -1;
     int64_t m_kept = 0;     // bytes in the file before the fetch

@@ -276,3 +276,36 @@ TEST_F(HttpSchemeTest, ProgressIsPacedEndsWithTheTotalAndStopsAfterUnadvise) {
 }
 
 } // namespace
+
+// Against the FTP and SFTP servers scripts/test-servers.sh starts for the
+// test run: whole files, and an SFTP server whose key is not known refused.
+TEST_F(HttpSchemeTest, FetchesOverFtpAndSftpAndRefusesAnUnknownServerKey) {
+    const char* root = std::getenv("SHADOW_TEST_SERVER_ROOT");
+    if (!root) GTEST_SKIP() << "no test servers (run scripts/test.sh)";
+    const std::string body = Pattern(200000);
+    const std::string name = "scheme-" + m_dir.path().filename().string() + ".bin";
+    WriteFile(std::filesystem::path(root) / name, body);
+    WriteFile(m_dir / "empty_known_hosts", "");
+    const std::string key = std::getenv("SHADOW_TEST_SSH_KEY");
+    const std::string sftp = std::string(std::getenv("SHADOW_TEST_SFTP_URL")) + root + "/" + name;
+    struct Case {
+        std::string url, knownHosts;
+        bool complete;
+        std::string reason;
+    } cases[] = {
+        {std::string(std::getenv("SHADOW_TEST_FTP_URL")) + "/" + name, "", true, ""},
+        {sftp, std::getenv("SHADOW_TEST_SSH_KNOWN_HOSTS"), true, ""},
+        {sftp, m_dir / "empty_known_hosts", false, "is not in the known-hosts file"},
+    };
+    ScopedEnv registry("SHADOW_REGISTRY", (m_dir / "registry.ini").c_str());
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.url.substr(0, 4) + " " + c.knownHosts);
+        WriteFile(m_dir / "registry.ini", "[SSH]\nPrivateKey=" + key + "\nKnownHosts=" + c.knownHosts + "\n");
+        std::filesystem::remove(m_work);
+        const Outcome out = Fetch(c.url);
+        EXPECT_EQ(out.result.complete, c.complete) << host::ToUtf8(out.result.error.text);
+        EXPECT_NE(host::ToUtf8(out.result.error.text).find(c.reason), std::string::npos)
+            << host::ToUtf8(out.result.error.text);
+        EXPECT_TRUE(c.complete ? out.file == body : out.file.empty());
+    }
+}

@@ -220,9 +220,12 @@ public:
     }
 
     // The fetch's own options: where the bytes go and which part to ask for.
-    bool PrepareFetch(int fd, int64_t offset, const std::string& validator) {
+    bool PrepareFetch(int fd, int64_t offset, const std::string& validator,
+                      const std::function<void(const std::string&)>& versionKnown) {
         m_fd = fd;
         m_kept = offset;
+        m_requestValidator = validator;
+        m_versionKnown = &versionKnown;
         m_http = IsHttp(m_owner.m_url);
         CURL* e = m_easy.get();
         if (curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, &Session::OnWrite) != CURLE_OK ||
@@ -369,7 +372,13 @@ private:
         }
         m_begun = true;
         m_position = m_start;
-        return Truncate(m_start);
+        if (!Truncate(m_start)) return false;
+        if (*m_versionKnown) {
+            // Appended bytes belong to the version the range was asked for.
+            const std::string& version = m_answer.Validator();
+            (*m_versionKnown)(m_start > 0 && version.empty() ? m_requestValidator : version);
+        }
+        return true;
     }
 
     bool Refuse(Ended why) {
@@ -446,6 +455,8 @@ private:
     bool m_hostKeyRefused = false; // the sftp server's key is not a known one
 
     int m_fd = -1;
+    std::string m_requestValidator;
+    const std::function<void(const std::string&)>* m_versionKnown = nullptr;
     int64_t m_kept = 0;     // bytes in the file before the fetch
     int64_t m_offset = 0;   // where the asked-for range starts (0: the whole)
     bool m_begun = false;   // the body's place is decided (the file may have changed)
@@ -461,9 +472,10 @@ CurlTransfer::CurlTransfer(std::string url, TransferLimits limits, const std::at
 
 CurlTransfer::~CurlTransfer() = default;
 
-FetchResult CurlTransfer::Fetch(int fd, int64_t offset, const std::string& validator) {
+FetchResult CurlTransfer::Fetch(int fd, int64_t offset, const std::string& validator,
+                                const std::function<void(const std::string&)>& versionKnown) {
     Session session(*this);
-    if (!session.Open() || !session.PrepareFetch(fd, offset, validator)) {
+    if (!session.Open() || !session.PrepareFetch(fd, offset, validator, versionKnown)) {
         FetchResult result;
         result.error.status = E_FAIL;
         result.error.code = CURLE_FAILED_INIT;

@@ -51,7 +51,9 @@ public:
     // truncates the file and writes from 0. An answer code of 400 or more
     // writes nothing. Memory stays bounded: bytes go to the file as they
     // come. Call once per object.
-    FetchResult Fetch(int fd, int64_t offset, const std::string& validator);
+    // `versionKnown` as FetchRequest::versionKnown.
+    FetchResult Fetch(int fd, int64_t offset, const std::string& validator,
+                      const std::function<void(const std::string&)>& versionKnown = {});
 
 private:
     class Session; // the easy handle and the state its callbacks share

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "sdk/Framework.h"
@@ -45,6 +46,13 @@ struct FetchRequest {
     const std::atomic<bool>* stop = nullptr;
     // Passed to progress listeners as the extra argument (may be null).
     IUnknown* link = nullptr;
+    // Called once on the fetch's thread just before the first byte goes to
+    // the work file (or when an empty answer arrives; not at all on a
+    // failure before that), with the validator of the
+    // version those bytes belong to (empty when the server names none), so
+    // that a fetch cut off at any moment, the process included, leaves a
+    // work file whose version is known. May be empty.
+    std::function<void(const std::string& validator)> versionKnown;
 };
 
 struct FetchResult {

@@ -65,7 +65,7 @@ FetchResult HttpScheme::Fetch(const FetchRequest& request) {
         if (!m_listeners.Empty() && pace.Due(false)) m_listeners.Report(self, received, total, request.link);
     };
     CurlTransfer transfer(ToUtf8(request.url), limits, request.stop, report);
-    FetchResult result = transfer.Fetch(request.fd, request.offset, request.validator);
+    FetchResult result = transfer.Fetch(request.fd, request.offset, request.validator, request.versionKnown);
     if (result.complete && pace.Due(true)) m_listeners.Report(self, result.size, result.size, request.link);
     return result;
 }

@@ -51,10 +51,10 @@ protected:
     std::string Serve(const std::string& name, const std::string& bytes) {
         const std::string root = ServerVariable("SHADOW_TEST_SERVER_ROOT");
         if (root.empty()) return {};
-        const fs::path folder = fs::path(root) / m_tree.path().filename();
+        const fs::path folder = fs::path(root) / m_tree.Path().filename();
         fs::create_directories(folder);
         WriteFile(folder / name, bytes);
-        return m_tree.path().filename().string() + "/" + name;
+        return m_tree.Path().filename().string() + "/" + name;
     }
 
     TempFolder m_tree;
@@ -85,7 +85,7 @@ TEST_F(GetCli, DownloadsWholeFilesOverHttpFtpAndSftp) {
     const size_t at = ftp.find('@');
     const size_t colon = ftp.rfind(':', at);
     const std::string password = ftp.substr(colon + 1, at - colon - 1);
-    CliResult missing = Get(ftp + "/" + m_tree.path().filename().string() + "/missing.bin");
+    CliResult missing = Get(ftp + "/" + m_tree.Path().filename().string() + "/missing.bin");
     EXPECT_EQ(missing.exitCode, 1);
     EXPECT_EQ((missing.out + missing.err + ReadFile(At("events.log"))).find(password), std::string::npos);
 }

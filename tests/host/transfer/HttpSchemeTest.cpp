@@ -72,6 +72,7 @@ protected:
         request.validator = validator;
         request.stop = &m_stop;
         request.link = link;
+        request.versionKnown = [this](const std::string& version) { m_versions.push_back(version); };
         auto fetcher = QueryAs<host::IFetchScheme>(m_scheme.Get());
         const auto start = std::chrono::steady_clock::now();
         auto running = std::async(std::launch::async, [&] { return fetcher->Fetch(request); });
@@ -88,6 +89,7 @@ protected:
     std::string m_work = m_dir / "work";
     TestHttpServer m_server;
     std::atomic<bool> m_stop{false};
+    std::vector<std::string> m_versions; // what each fetch said it writes
     IPtr<IFileArchiveScheme> m_scheme = Make<IFileArchiveScheme>(L"URLhttp");
 };
 
@@ -114,6 +116,8 @@ TEST_F(HttpSchemeTest, FetchesWholeFileAndKeepsItsValidator) {
         EXPECT_EQ(out.result.error.httpStatus, 200);
         EXPECT_EQ(out.result.size, static_cast<int64_t>(body.size()));
         EXPECT_EQ(out.result.validator, c.validator);
+        EXPECT_EQ(m_versions, std::vector<std::string>{c.validator});
+        m_versions.clear();
         EXPECT_TRUE(out.file == body);
     }
     TestHttpServer::Resource moved;
@@ -212,6 +216,8 @@ TEST_F(HttpSchemeTest, ResumesOnlyTheSameVersion) {
         EXPECT_TRUE(out.result.complete) << host::ToUtf8(out.result.error.text);
         EXPECT_EQ(out.result.error.httpStatus, c.httpStatus);
         EXPECT_EQ(out.result.validator, c.etag);
+        EXPECT_EQ(m_versions, std::vector<std::string>{c.etag});
+        m_versions.clear();
         EXPECT_TRUE(out.file == body);
         const TestHttpServer::Request asked = m_server.Requests().at(requests++);
         EXPECT_EQ(asked.Header("Range"), c.asksRange ? "bytes=1000-" : "");
@@ -224,6 +230,7 @@ TEST_F(HttpSchemeTest, ResumesOnlyTheSameVersion) {
     EXPECT_EQ(out.result.size, 1000);
     EXPECT_EQ(out.result.validator, "\"v1\"");
     EXPECT_EQ(out.file, junk);
+    EXPECT_TRUE(m_versions.empty());
 }
 
 TEST_F(HttpSchemeTest, StopFlagAbortsPromptly) {
@@ -283,7 +290,7 @@ TEST_F(HttpSchemeTest, FetchesOverFtpAndSftpAndRefusesAnUnknownServerKey) {
     const char* root = std::getenv("SHADOW_TEST_SERVER_ROOT");
     if (!root) GTEST_SKIP() << "no test servers (run scripts/test.sh)";
     const std::string body = Pattern(200000);
-    const std::string name = "scheme-" + m_dir.path().filename().string() + ".bin";
+    const std::string name = "scheme-" + m_dir.Path().filename().string() + ".bin";
     WriteFile(std::filesystem::path(root) / name, body);
     WriteFile(m_dir / "empty_known_hosts", "");
     const std::string key = std::getenv("SHADOW_TEST_SSH_KEY");

@@ -12,4 +12,9 @@ struct BASEObject final {
     // call, and kept until the module is unloaded; if that first lookup
     // finds nothing, every call gives null.
     static IPtr<IDataStream> CreateDataStream();
+
+    // A new, empty host parameter collection ("ParametersCreatable") with
+    // one reference for the caller, or null; the component string is looked
+    // up once, as for CreateDataStream.
+    static IPtr<IParametersCreatable> CreateParameters();
 };

@@ -12,6 +12,7 @@
 #include "components/STREAMConvert.h"
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
+#include "components/URLGet.h"
 
 // Null until the host calls InitializeModule; released at unload.
 IPtr<IComponentCollection> gGlobalComponentCollection;
@@ -53,6 +54,7 @@ constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},
     {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
+    {&IObjectInfoImpl<CURLGet>::m_ObjectName, &CObject<CURLGet>::_CreateInstance},
 };
 
 } // namespace

@@ -1,0 +1,46 @@
+// "URLFile": the scheme of local files (IFileArchiveScheme, IEventSource,
+// and the link's IFetchScheme face). A name is a local path or a file://
+// URL (FileUrl.h); relative names are taken under the "HOSTNAME" setting.
+// The time-out settings are accepted and ignored: a local copy has no
+// silence to wait out.
+//
+// Fetch copies the source file into the link's work file with plain system
+// calls, in chunks of at most kChunk bytes (in the kernel where it can,
+// else through a buffer of that size), reading the stop flag between
+// chunks. The validator of a source is "<size>-<mtime in ns>"; a fetch
+// resumes at the request's offset only when the source still has the
+// request's validator, and otherwise starts over. A source that changes
+// during the copy fails the fetch. Progress goes to the listeners at the
+// pace of ProgressPace, on the fetching thread.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "host/base/HostObject.h"
+#include "host/transfer/FetchScheme.h"
+#include "host/transfer/ProgressListeners.h"
+
+namespace host {
+
+class FileScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme> {
+public:
+    static constexpr size_t kChunk = 1 << 20;
+
+    FileScheme() = default;
+
+    HRESULT put_Parameters(IParameters* parameters) override;
+    HRESULT Advise(IUnknown* listener, int32_t on) override;
+    FetchResult Fetch(const FetchRequest& request) override;
+
+private:
+    ~FileScheme() override = default;
+
+    std::mutex m_lock;
+    std::wstring m_hostName; // guarded by m_lock
+    ProgressListeners m_listeners;
+};
+
+HRESULT CreateFileScheme(const IID* iid, void** out);
+
+} // namespace host

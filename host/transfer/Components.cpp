@@ -1,6 +1,8 @@
 #include "host/transfer/Components.h"
 
 #include "host/transfer/HttpScheme.h"
+#include "host/transfer/FileScheme.h"
+#include "host/transfer/UrlLink.h"
 
 namespace host {
 
@@ -8,6 +10,8 @@ namespace {
 
 constexpr HostComponent kRows[] = {
     {L"URLhttp", &CreateHttpScheme},
+    {L"URLFile", &CreateFileScheme},
+    {L"URLLink", &CreateUrlLink},
 };
 
 } // namespace

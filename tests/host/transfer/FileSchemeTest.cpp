@@ -1,0 +1,156 @@
+// "URLFile": the names it reaches (paths, file:// URLs, names under
+// "HOSTNAME"), the names it refuses, resuming only the same version of a
+// source, the stop flag and the progress it reports.
+#include <fcntl.h>
+
+#include <mutex>
+
+#include "host/base/HostObject.h"
+#include "host/transfer/FileScheme.h"
+#include "sdk/ScopedHandles.h"
+#include "tests/host/transfer/TransferTestSupport.h"
+
+namespace fs = std::filesystem;
+using namespace transfertest;
+
+namespace {
+
+class ProgressProbe final : public host::HostObject<_IUIProgressEvent> {
+public:
+    static IPtr<ProgressProbe> Make() { return IPtr<ProgressProbe>::Adopt(new ProgressProbe()); }
+    HRESULT Progress(IUnknown* source, int32_t received, int32_t total, IUnknown* extra) override {
+        std::lock_guard guard(m_lock);
+        ++calls;
+        last = {source, received, total, extra};
+        return S_OK;
+    }
+    std::mutex m_lock;
+    int calls = 0;
+    std::tuple<IUnknown*, int32_t, int32_t, IUnknown*> last{};
+};
+
+class FileSchemeTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        fs::create_directory(m_dir / "src dir");
+        WriteFile(m_source, "file content");
+    }
+    // Fetches `url` into the work file "work" holding `held`.
+    host::FetchResult Fetch(const std::wstring& url, const std::string& held = "", int64_t offset = 0,
+                            const std::string& validator = "", const std::atomic<bool>* stop = nullptr) {
+        WriteFile(m_dir / "work", held);
+        ScopedFD work(::open((m_dir / "work").c_str(), O_RDWR | O_CLOEXEC));
+        host::FetchRequest request;
+        request.url = url;
+        request.fd = work.Get();
+        request.offset = offset;
+        request.validator = validator;
+        request.stop = stop;
+        request.link = m_extra;
+        return m_fetch->Fetch(request);
+    }
+    void SetHostName(const std::wstring& value) {
+        IPtr<IParametersCreatable> parameters = NewParameters();
+        ASSERT_EQ(parameters->Add(Str(L"HOSTNAME").Get(), Text(value).Get(), nullptr, 0), S_OK);
+        ASSERT_EQ(parameters->Add(Str(L"TIMEOUT1").Get(), Int(5000).Get(), nullptr, 0), S_OK);
+        ASSERT_EQ(m_scheme->put_Parameters(parameters.Get()), S_OK);
+    }
+
+    TempDir m_tmp;
+    const fs::path m_dir = m_tmp.Path();
+    const fs::path m_source = m_dir / "src dir" / "a b%\xC3\xA9.txt";
+    const std::wstring m_escapedDir = L"file://" + host::FromUtf8(m_dir.string()) + L"/src%20dir";
+    IPtr<IFileArchiveScheme> m_scheme = Make<IFileArchiveScheme>(L"URLFile");
+    IPtr<host::IFetchScheme> m_fetch = m_scheme.Query<host::IFetchScheme>();
+    IUnknown* const m_extra = reinterpret_cast<IUnknown*>(0x1234);
+};
+
+} // namespace
+
+TEST_F(FileSchemeTest, PathsUrlsAndNamesUnderTheHostNameReachTheFile) {
+    const std::wstring dir = host::FromUtf8(m_dir.string());
+    struct Case {
+        std::wstring hostName;
+        std::wstring name;
+    } cases[] = {
+        {L"", host::FromUtf8(m_source.string())},
+        {L"", m_escapedDir + L"/a%20b%25%C3%A9.txt"},
+        {L"", L"FILE://LocalHost" + dir + L"/src%20dir/a%20b%25%c3%a9.txt"},
+        {dir + L"/src dir", L"a b%\u00E9.txt"},
+        {m_escapedDir + L"/", L"a b%\u00E9.txt"},
+    };
+    for (const Case& c : cases) {
+        SetHostName(c.hostName);
+        fs::remove(m_dir / "got");
+        IPtr<IURLLink> link = NewLink(m_scheme.Get(), c.name, (m_dir / "got").string());
+        EXPECT_EQ(link->Start(0, 0, 0), S_OK) << LastError(link.Get()).text;
+        EXPECT_EQ(ReadFile(m_dir / "got"), "file content") << host::ToUtf8(c.name);
+    }
+}
+
+TEST_F(FileSchemeTest, RefusedNamesSayWhy) {
+    const std::string dir = m_dir.string();
+    const std::wstring wideDir = host::FromUtf8(dir);
+    struct Case {
+        std::wstring name;
+        std::string text;
+    } cases[] = {
+        {L"file://elsewhere" + wideDir, "file URL of another host refused: file://elsewhere" + dir},
+        {wideDir + L"/missing", "no such file: " + dir + "/missing"},
+        {L"file://" + wideDir + L"/a%2", "bad escape in the file URL file://" + dir + "/a%2"},
+        {L"file://" + wideDir + L"/a%00b", "bad escape in the file URL file://" + dir + "/a%00b"},
+        {wideDir, "not a regular file: " + dir},
+    };
+    for (const Case& c : cases) {
+        const host::FetchResult result = Fetch(c.name, "kept");
+        EXPECT_EQ(result.error.status, E_FAIL);
+        EXPECT_EQ(host::ToUtf8(result.error.text), c.text);
+        EXPECT_FALSE(result.complete);
+        EXPECT_EQ(ReadFile(m_dir / "work"), "kept") << "nothing written for " << c.text;
+    }
+}
+
+TEST_F(FileSchemeTest, ResumesOnlyTheSameVersion) {
+    const std::wstring name = host::FromUtf8(m_source.string());
+    const host::FetchResult whole = Fetch(name);
+    ASSERT_TRUE(whole.complete);
+    EXPECT_EQ(whole.size, 12);
+    ASSERT_FALSE(whole.validator.empty());
+
+    host::FetchResult resumed = Fetch(name, "FIL", 3, whole.validator);
+    EXPECT_TRUE(resumed.complete);
+    EXPECT_EQ(ReadFile(m_dir / "work"), "FILe content") << "the first three bytes were kept";
+
+    for (const std::string& other : {std::string("12-0"), std::string()}) {
+        resumed = Fetch(name, "FIL", 3, other);
+        EXPECT_TRUE(resumed.complete);
+        EXPECT_EQ(ReadFile(m_dir / "work"), "file content") << "started over for validator " << other;
+    }
+    WriteFile(m_source, "file content, longer now");
+    resumed = Fetch(name, "FIL", 3, whole.validator);
+    EXPECT_EQ(ReadFile(m_dir / "work"), "file content, longer now") << "a changed source starts over";
+    EXPECT_NE(resumed.validator, whole.validator);
+}
+
+TEST_F(FileSchemeTest, LargeCopyReportsProgressAndStopsOnTheFlag) {
+    std::string large(3 * host::FileScheme::kChunk + 5, '\0');
+    for (size_t i = 0; i < large.size(); ++i) large[i] = static_cast<char>(i * 7 + i / 4096);
+    WriteFile(m_source, large);
+    IPtr<ProgressProbe> probe = ProgressProbe::Make();
+    IPtr<IEventSource> events = m_scheme.Query<IEventSource>();
+    ASSERT_EQ(events->Advise(probe.Get(), 1), S_OK);
+
+    const std::atomic<bool> stop{true};
+    const host::FetchResult stopped = Fetch(host::FromUtf8(m_source.string()), "", 0, "", &stop);
+    EXPECT_EQ(stopped.error.status, E_ABORT);
+    EXPECT_FALSE(stopped.complete);
+    EXPECT_EQ(probe->calls, 0);
+
+    const host::FetchResult result = Fetch(host::FromUtf8(m_source.string()));
+    ASSERT_TRUE(result.complete) << host::ToUtf8(result.error.text);
+    EXPECT_TRUE(ReadFile(m_dir / "work") == large);
+    const int32_t size = static_cast<int32_t>(large.size());
+    EXPECT_GE(probe->calls, 1);
+    EXPECT_EQ(probe->last, std::make_tuple(static_cast<IUnknown*>(m_scheme.Get()), size, size, m_extra));
+    ASSERT_EQ(events->Advise(probe.Get(), 0), S_OK);
+}

@@ -139,7 +139,7 @@ TransferError UrlLink::Run(const Job& job) {
         if (work.Commit(error)) return {};
     } else {
         error = result.error;
-        if (error.status == S_OK) error.status = E_FAIL;
+        if (error.status != E_ABORT) error.status = E_FAIL;
         if (error.text.empty()) error.text = L"the transfer ended before the whole file arrived";
     }
     // Kept for a resume only when there is something to resume, and only
@@ -150,7 +150,8 @@ TransferError UrlLink::Run(const Job& job) {
 }
 
 void UrlLink::Finish(const Job& job, const TransferError& error) {
-    if (error.status != S_OK)
+    // A stop is what someone asked for, not a failure: it is not logged.
+    if (error.status == E_FAIL)
         WriteEventLogError(L"URLLink", UrlWithoutCredentials(job.url) + L": " + error.text);
     {
         std::lock_guard guard(m_lock);

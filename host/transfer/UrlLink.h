@@ -16,9 +16,9 @@
 // the worker's thread. TurnOff sets the stop flag the scheme reads and
 // waits (at most kStopWait) for the transfer to end.
 //
-// Every failure is written to "EventLogGlobal" as ("URLLink", "<url>:
-// <reason>") with any user and password removed from the URL, before
-// IsRunning turns false.
+// Every failure (E_FAIL, not a stop) is written to "EventLogGlobal" as
+// ("URLLink", "<url>: <reason>") with any user and password removed from
+// the URL, before IsRunning turns false.
 #pragma once
 
 #include <atomic>

@@ -186,6 +186,9 @@ TEST_F(UrlLinkTest, TurnOffEndsABlockedFetchAndASecondLinkIsRefused) {
     const Outcome stopped = LastError(link.Get());
     EXPECT_EQ(stopped.status, E_ABORT);
     EXPECT_EQ(stopped.text, "stopped");
+    EXPECT_EQ(LastLogLine(m_logFile),
+              "URLLink: http://host/f.bin: another transfer is writing " + Local() + " already [error]")
+        << "the refusal is logged, the stop is not";
     EXPECT_FALSE(Exists("f.bin"));
     EXPECT_FALSE(Exists(".f.bin.part")) << "no byte arrived";
     double ms = -1;

@@ -1,7 +1,7 @@
 #include "host/transfer/Components.h"
 
-#include "host/transfer/HttpScheme.h"
 #include "host/transfer/FileScheme.h"
+#include "host/transfer/HttpScheme.h"
 #include "host/transfer/UrlLink.h"
 
 namespace host {

@@ -129,6 +129,7 @@ FetchResult FileScheme::Fetch(const FetchRequest& request) {
         Fail(result, E_FAIL, errno, L"cannot write the work file: " + ErrnoText(errno));
         return result;
     }
+    if (request.versionKnown) request.versionKnown(result.validator);
 
     IUnknown* self = static_cast<IFileArchiveScheme*>(this);
     ProgressPace pace;

@@ -5,6 +5,7 @@
 
 #include "host/runtime/EventLogLine.h"
 #include "host/text/FileNameEncoding.h"
+#include "host/text/UrlText.h"
 #include "host/transfer/DownloadWorkFile.h"
 #include "host/transfer/TransferText.h"
 #include "host/values/HostStrings.h"
@@ -122,6 +123,13 @@ TransferError UrlLink::Run(const Job& job) {
         keepOnlyBytes();
         return error;
     }
+
+    // Once the scheme knows the version it writes, the note says so: bytes
+    // left by a process that ends mid-transfer can then be resumed.
+    request.versionKnown = [&](const std::string& version) {
+        TransferError ignored; // the note is written again at the end
+        if (version != request.validator) work.WriteNote(job.url, version, ignored);
+    };
 
     FetchResult result;
     if (m_stop.load()) result.error = Failure(E_ABORT, 0, L"stopped");

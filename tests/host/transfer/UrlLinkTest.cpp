@@ -29,9 +29,14 @@ public:
             std::lock_guard guard(m_lock);
             requests.emplace_back(request.offset, request.validator);
         }
-        entered = true;
         host::FetchResult result;
         result.validator = validator;
+        if (block && request.versionKnown) {
+            // The first bytes are in before the transfer stalls.
+            request.versionKnown(validator);
+            EXPECT_EQ(::pwrite(request.fd, bytes.data(), 4, 0), 4);
+        }
+        entered = true;
         if (block && !WaitFor([&] { return request.stop->load() || unblock.load(); })) {
             ADD_FAILURE() << "never stopped";
         }
@@ -176,6 +181,9 @@ TEST_F(UrlLinkTest, TurnOffEndsABlockedFetchAndASecondLinkIsRefused) {
     ASSERT_TRUE(WaitFor([&] { return m_scheme->entered.load(); }));
     EXPECT_TRUE(step->IsRunning());
     EXPECT_EQ(link->Start(0, 0, 1), E_FAIL) << "one transfer at a time";
+    // While bytes arrive the note already names their version: a process
+    // that ends now leaves a work file the next start can resume.
+    EXPECT_NE(ReadFile(m_dir / ".f.bin.part-info").find("\"v1\""), std::string::npos);
 
     IPtr<IURLLink> second = Link();
     EXPECT_EQ(second->Start(0, 0, 0), E_FAIL);
@@ -190,7 +198,6 @@ TEST_F(UrlLinkTest, TurnOffEndsABlockedFetchAndASecondLinkIsRefused) {
               "URLLink: http://host/f.bin: another transfer is writing " + Local() + " already [error]")
         << "the refusal is logged, the stop is not";
     EXPECT_FALSE(Exists("f.bin"));
-    EXPECT_FALSE(Exists(".f.bin.part")) << "no byte arrived";
     double ms = -1;
     EXPECT_EQ(step->get_ExecutionTime(&ms), S_OK);
     EXPECT_GE(ms, 0);

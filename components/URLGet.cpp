@@ -73,15 +73,20 @@ std::wstring_view AfterLastSlash(std::wstring_view text) {
     return slash == std::wstring_view::npos ? text : text.substr(slash + 1);
 }
 
-// A URL as it may be shown: "user:password@" taken out of its authority.
+// A URL as it may be shown: "user:password@" taken out of its authority,
+// and out of any URL that stands inside it (a name under the default base
+// URL may itself be a URL).
 std::wstring WithoutCredentials(std::wstring_view url) {
-    std::wstring shown(url);
-    const size_t scheme = shown.find(L"://");
-    if (scheme == std::wstring::npos) return shown;
-    const size_t start = scheme + 3;
-    const size_t end = std::min(shown.find_first_of(L"/?#", start), shown.size());
-    const size_t at = std::wstring_view(shown).substr(start, end - start).rfind(L'@');
-    if (at != std::wstring_view::npos) shown.erase(start, at + 1);
+    std::wstring shown;
+    size_t from = 0;
+    for (size_t scheme; (scheme = url.find(L"://", from)) != std::wstring_view::npos;) {
+        const size_t authority = scheme + 3;
+        const size_t end = std::min(url.find_first_of(L"/?#", authority), url.size());
+        const size_t at = url.substr(0, end).rfind(L'@');
+        shown.append(url.substr(from, authority - from));
+        from = at == std::wstring_view::npos || at < authority ? authority : at + 1;
+    }
+    shown.append(url.substr(from));
     return shown;
 }
 

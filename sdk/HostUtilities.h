@@ -8,13 +8,16 @@ struct IOSUtils : IUnknown {
     // Starts the program a command line names and returns without waiting
     // for it. The line is split into words as a shell splits them (blanks
     // separate, quotes and backslashes group and escape) but no shell runs
-    // it. When the first word is a file with an extension for which the
-    // settings registry names a handler (section "FileHandlers", key the
-    // extension without its dot, case as written, value the handler's own
-    // command line), the handler is started with the file and the remaining
-    // words; such a data file is never made executable or executed itself.
-    // Otherwise the first word must be an executable program. E_FAIL, with
-    // the reason in "EventLogGlobal", when nothing could be started.
+    // it; a line that starts with the absolute path of an existing file
+    // holding blanks keeps that path as its first word (callers join a path
+    // and its arguments with a blank). When the first word is a file with
+    // an extension for which the settings registry names a handler (section
+    // "FileHandlers", key the extension without its dot, case as written,
+    // value the handler's own command line), the handler is started with
+    // the file and the remaining words; such a data file is never made
+    // executable or executed itself. Otherwise the first word must be an
+    // executable program. E_FAIL, with the reason in "EventLogGlobal", when
+    // nothing could be started.
     virtual HRESULT Run(IString* commandLine) = 0;
 };
 

@@ -118,12 +118,30 @@ HRESULT OpenWithHandler(const std::vector<std::wstring>& words, const std::wstri
     return S_OK;
 }
 
+// Callers join a file's path and its arguments with a blank, without
+// quoting the path: when the line starts with the absolute path of an
+// existing file that holds blanks, the longest such path is the first word
+// as it stands and only the rest is split.
+std::optional<std::vector<std::wstring>> SplitLine(const std::wstring& line, std::wstring* why) {
+    if (line.empty() || line.front() != L'/') return SplitCommandWords(line, why);
+    for (size_t end = line.size(); end != std::wstring::npos && end > 0; end = line.rfind(L' ', end - 1)) {
+        const std::wstring path = line.substr(0, end);
+        if (path.find(L' ') == std::wstring::npos) break;
+        bool executable = false;
+        if (RegularFile(Bytes(path), &executable) != 0) continue;
+        std::optional<std::vector<std::wstring>> rest = SplitCommandWords(line.substr(end), why);
+        if (rest) rest->insert(rest->begin(), path);
+        return rest;
+    }
+    return SplitCommandWords(line, why);
+}
+
 } // namespace
 
 HRESULT OSUtils::Run(IString* commandLine) {
     if (!commandLine) return E_POINTER;
     std::wstring why;
-    const std::optional<std::vector<std::wstring>> words = SplitCommandWords(ToWide(commandLine), &why);
+    const std::optional<std::vector<std::wstring>> words = SplitLine(ToWide(commandLine), &why);
     if (!words) return Fail(E_INVALIDARG, L"the command line cannot be split into words: " + why);
     if (words->empty()) return Fail(E_INVALIDARG, L"the command line is empty");
 

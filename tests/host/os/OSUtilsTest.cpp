@@ -68,11 +68,14 @@ TEST_F(OSUtilsTest, HandlerGetsTheFileAndTheOtherWordsAndTheFileIsNotRun) {
         {"doc.first", Quote(m_dir / "copy one"), m_dir / "copy one"},
         {"doc.last", Quote(m_dir / "copy two"), m_dir / "copy two"},
         {"doc.fixed", "", m_dir / "fixed copy"},
+        // A path with blanks, joined to its argument unquoted.
+        {"my doc.first", Quote(m_dir / "copy three"), m_dir / "copy three"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.file);
         const std::string data = Data(c.file);
-        ASSERT_EQ(Run(Quote(data) + " " + c.rest), S_OK) << Log();
+        const bool blanks = std::string(c.file).find(' ') != std::string::npos;
+        ASSERT_EQ(Run((blanks ? data : Quote(data)) + " " + c.rest), S_OK) << Log();
         EXPECT_TRUE(Holds(c.copy, ReadFile(data)));
         EXPECT_EQ(ModeOf(data), 0644u);
     }

@@ -6,6 +6,7 @@
 #include "host/transfer/CurlTransfer.h"
 
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +25,12 @@ namespace host {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// libcurl's receive buffer: large enough that a fast transfer takes few
+// calls, small enough to leave memory alone.
+constexpr long kReceiveBuffer = 256 * 1024;
+// How many received bytes are handed to the disk at a time.
+constexpr int64_t kWriteBehind = 16 * 1024 * 1024;
 
 void InitCurlOnce() {
     static std::once_flag once;
@@ -196,6 +203,7 @@ public:
                curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_MAXREDIRS, 10L) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT_MS, connect) == CURLE_OK &&
+               curl_easy_setopt(e, CURLOPT_BUFFERSIZE, kReceiveBuffer) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_HEADERFUNCTION, &Session::OnHeader) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_HEADERDATA, this) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_NOPROGRESS, 0L) == CURLE_OK &&
@@ -372,6 +380,7 @@ private:
         }
         m_begun = true;
         m_position = m_start;
+        m_writtenBehind = m_start;
         if (!Truncate(m_start)) return false;
         if (*m_versionKnown) {
             // Appended bytes belong to the version the range was asked for.
@@ -408,7 +417,19 @@ private:
             size -= static_cast<size_t>(n);
             m_position += n;
         }
+        WriteBehind();
         return true;
+    }
+
+    // Starts writing the received bytes to the disk every few megabytes
+    // without waiting for it, so that the flush before the work file is
+    // renamed into place finds little left to do, and the bytes of a large
+    // download do not pile up in memory. Where the file cannot (a pipe, a
+    // device), nothing is done.
+    void WriteBehind() {
+        if (m_position - m_writtenBehind < kWriteBehind) return;
+        ::sync_file_range(m_fd, m_writtenBehind, m_position - m_writtenBehind, SYNC_FILE_RANGE_WRITE);
+        m_writtenBehind = m_position;
     }
 
     static int OnHostKey(CURL*, const curl_khkey*, const curl_khkey*, curl_khmatch match, void* self) {
@@ -462,6 +483,7 @@ private:
     bool m_begun = false;   // the body's place is decided (the file may have changed)
     int64_t m_start = 0;    // where this answer's bytes start in the file
     int64_t m_position = 0; // where the next byte goes
+    int64_t m_writtenBehind = 0; // bytes before this are on their way to the disk
     int64_t m_total = -1;   // the resource's promised length, -1 unknown
     curl_off_t m_heard = 0; // body bytes libcurl counted
 };

@@ -24,6 +24,13 @@ const char* ListHelp();
 const char* ConvertHelp();
 const char* GetHelp();
 
+// When args[i] is the option `name`, given as "NAME VALUE" or "NAME=VALUE":
+// stores the value, moves `i` to the last argument used and returns true.
+// A missing value is a usage error, and so is an empty one when `needs`
+// says what the option needs ("a file name").
+bool TakeOption(const Arguments& args, size_t& i, const std::string& name, std::string& value,
+                const char* needs = nullptr);
+
 // True for "--help" and "-h".
 bool IsHelpOption(const std::string& arg);
 

@@ -63,17 +63,6 @@ void Choose(int& slot, int value, const std::string& arg, const char* group) {
     slot = value;
 }
 
-std::string OptionValue(const Arguments& args, size_t& i, const std::string& name) {
-    const std::string& arg = args[i];
-    if (arg.size() > name.size() && arg.compare(0, name.size() + 1, name + "=") == 0) return arg.substr(name.size() + 1);
-    if (i + 1 >= args.size()) throw UsageError("missing argument: " + name + " needs a value");
-    return args[++i];
-}
-
-bool Is(const std::string& arg, const char* name) {
-    return arg == name || arg.rfind(std::string(name) + "=", 0) == 0;
-}
-
 ConvertOptions ParseConvert(const Arguments& args) {
     ConvertOptions o;
     bool optionsEnded = false;
@@ -88,18 +77,18 @@ ConvertOptions ParseConvert(const Arguments& args) {
         else if (arg == "--compress") Choose(o.compress, COMPRESS_ZLIB, arg, "compression");
         else if (arg == "--compress-raw") Choose(o.compress, COMPRESS_RAW, arg, "compression");
         else if (arg == "--encrypt") o.encrypt = true;
-        else if (Is(arg, "--key-file")) o.keyFile = OptionValue(args, i, "--key-file");
-        else if (Is(arg, "--key-env")) o.keyEnv = OptionValue(args, i, "--key-env");
+        else if (TakeOption(args, i, "--key-file", o.keyFile) || TakeOption(args, i, "--key-env", o.keyEnv)) {
+        }
         else if (arg == "--sha256") o.sha256 = true;
         else if (arg == "--base64") Choose(o.mime, MIME_BASE64, arg, "MIME");
         else if (arg == "--hex") Choose(o.mime, MIME_HEX, arg, "MIME");
         else if (arg == "--base64-wide") Choose(o.mime, MIME_BASE64_WIDE, arg, "MIME");
-        else if (Is(arg, "--header")) o.header = OptionValue(args, i, "--header");
+        else if (std::string header; TakeOption(args, i, "--header", header)) o.header = header;
         else if (arg == "--auto-header") o.autoHeader = true;
         else if (arg == "--revert") o.revert = true;
         else if (arg == "--force") o.force = true;
-        else if (Is(arg, "--zip")) o.zipFolder = OptionValue(args, i, "--zip");
-        else if (Is(arg, "--unzip")) o.unzipFolder = OptionValue(args, i, "--unzip");
+        else if (TakeOption(args, i, "--zip", o.zipFolder) || TakeOption(args, i, "--unzip", o.unzipFolder)) {
+        }
         else throw UsageError("unknown option " + arg + " for convert; see 'shadow convert --help'");
     }
     if (o.help) return o;

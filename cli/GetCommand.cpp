@@ -28,21 +28,6 @@ struct GetOptions {
     bool help = false;
 };
 
-// The value of "--name VALUE" or "--name=VALUE"; false when args[i] is
-// another argument.
-bool TakeValue(const char* name, const Arguments& args, size_t& i, std::string& value) {
-    const std::string option(name);
-    const std::string& arg = args[i];
-    if (arg == option) {
-        if (i + 1 >= args.size()) throw UsageError("missing argument: " + option + " needs a value");
-        value = args[++i];
-        return true;
-    }
-    if (arg.rfind(option + "=", 0) != 0) return false;
-    value = arg.substr(option.size() + 1);
-    return true;
-}
-
 GetOptions ParseGet(const Arguments& args) {
     GetOptions o;
     bool haveUrl = false;
@@ -54,9 +39,7 @@ GetOptions ParseGet(const Arguments& args) {
             else if (IsHelpOption(arg)) o.help = true;
             else if (arg == "--verbose" || arg == "-v") o.verbose = true;
             else if (arg == "--run") o.run = true;
-            else if (TakeValue("--cache", args, i, o.cache)) {
-                if (o.cache.empty()) throw UsageError("--cache needs a folder");
-            } else if (TakeValue("--arg", args, i, o.arg)) {
+            else if (TakeOption(args, i, "--cache", o.cache, "a folder") || TakeOption(args, i, "--arg", o.arg)) {
             } else
                 throw UsageError("unknown option " + arg + " for get; valid options: --cache, --run, --arg, --verbose");
             continue;

@@ -31,23 +31,6 @@ struct RunOptions {
     bool help = false;
 };
 
-// The value of an option given as "--opt VALUE" or "--opt=VALUE".
-bool TakeFileOption(const std::string& name, const Arguments& args, size_t& i, std::string& value) {
-    const std::string& arg = args[i];
-    if (arg == name) {
-        if (i + 1 >= args.size() || args[i + 1].empty())
-            throw UsageError("missing argument: " + name + " needs a file name");
-        value = args[++i];
-        return true;
-    }
-    if (arg.rfind(name + "=", 0) == 0) {
-        value = arg.substr(name.size() + 1);
-        if (value.empty()) throw UsageError("missing argument: " + name + " needs a file name");
-        return true;
-    }
-    return false;
-}
-
 RunOptions ParseRun(const Arguments& args) {
     RunOptions options;
     bool haveComponent = false;
@@ -58,9 +41,9 @@ RunOptions ParseRun(const Arguments& args) {
             if (arg == "--") optionsEnded = true;
             else if (IsHelpOption(arg)) options.help = true;
             else if (arg == "--verbose" || arg == "-v") options.verbose = true;
-            else if (TakeFileOption("--load", args, i, options.load)) continue;
-            else if (TakeFileOption("--save", args, i, options.save)) continue;
-            else if (std::string output; TakeFileOption("--output", args, i, output)) {
+            else if (TakeOption(args, i, "--load", options.load, "a file name")) continue;
+            else if (TakeOption(args, i, "--save", options.save, "a file name")) continue;
+            else if (std::string output; TakeOption(args, i, "--output", output, "a file name")) {
                 size_t equals = output.find('=');
                 if (equals == std::string::npos || equals == 0 || equals + 1 == output.size())
                     throw UsageError("malformed --output " + output + ": expected Name=PATH");

@@ -121,23 +121,13 @@ HRESULT ListingFailed(FailureLog& failures, const Listing& listing, const CREFSt
 
 HRESULT CShadow::FinalConstruct() {
     DeclareInput(L"UILineDisplayable", IID_IUILineDisplayable);
-    struct Declaration {
-        const wchar_t* name;
-        bool text;
-        int32_t value;
-        int32_t flags;
-    };
-    static constexpr Declaration kParameters[] = {
-        {L"SourcePath", true, 0, 0x26},   {L"DestinationPath", true, 0, 0x26},
-        {L"CleanOlderFiles", false, 0, 0x13}, {L"CopyNewOnly", false, 1, 0x13},
+    AddParameterRows({
+        {L"SourcePath", true, 0, 0x26},
+        {L"DestinationPath", true, 0, 0x26},
+        {L"CleanOlderFiles", false, 0, 0x13},
+        {L"CopyNewOnly", false, 1, 0x13},
         {L"CopySubFolders", false, 1, 0x13},
-    };
-    for (const Declaration& d : kParameters) {
-        CollectionLock();
-        if (d.text) AddTextParameter(d.name, L"", d.flags);
-        else AddIntegerParameter(d.name, d.value, d.flags);
-        CollectionUnlock();
-    }
+    });
     return S_OK;
 }
 

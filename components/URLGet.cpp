@@ -11,6 +11,7 @@
 #include "core/Helpers.h"
 #include "parameters/FileNameMapping.h"
 #include "sdk/HostUtilities.h"
+#include "sdk/UrlText.h"
 
 namespace {
 
@@ -73,23 +74,6 @@ std::wstring_view AfterLastSlash(std::wstring_view text) {
     return slash == std::wstring_view::npos ? text : text.substr(slash + 1);
 }
 
-// A URL as it may be shown: "user:password@" taken out of its authority,
-// and out of any URL that stands inside it (a name under the default base
-// URL may itself be a URL).
-std::wstring WithoutCredentials(std::wstring_view url) {
-    std::wstring shown;
-    size_t from = 0;
-    for (size_t scheme; (scheme = url.find(L"://", from)) != std::wstring_view::npos;) {
-        const size_t authority = scheme + 3;
-        const size_t end = std::min(url.find_first_of(L"/?#", authority), url.size());
-        const size_t at = url.substr(0, end).rfind(L'@');
-        shown.append(url.substr(from, authority - from));
-        from = at == std::wstring_view::npos || at < authority ? authority : at + 1;
-    }
-    shown.append(url.substr(from));
-    return shown;
-}
-
 // Creates the cache folder when it is missing: only its last level, with
 // mode 0777 under the user's umask. A failure is not reported; the transfer
 // into the folder then fails inside the link.
@@ -140,23 +124,13 @@ std::wstring ProgressText(int32_t received, int32_t total) {
 
 HRESULT CURLGet::FinalConstruct() {
     DeclareInput(L"UILineDisplayable", IID_IUILineDisplayable);
-    struct Declaration {
-        const wchar_t* name;
-        bool text;
-        int32_t value;
-        int32_t flags;
-    };
-    static constexpr Declaration kParameters[] = {
-        {L"URL", true, 0, 0x6},         {L"Arg", true, 0, 0x6},
-        {L"CacheLocation", true, 0, 0x26}, {L"CreateRun", false, 1, 0x13},
+    AddParameterRows({
+        {L"URL", true, 0, 0x6},
+        {L"Arg", true, 0, 0x6},
+        {L"CacheLocation", true, 0, 0x26},
+        {L"CreateRun", false, 1, 0x13},
         {L"FileObject", false, 0, 0x4000027},
-    };
-    for (const Declaration& d : kParameters) {
-        CollectionLock();
-        if (d.text) AddTextParameter(d.name, L"", d.flags);
-        else AddIntegerParameter(d.name, d.value, d.flags);
-        CollectionUnlock();
-    }
+    });
     return S_OK;
 }
 
@@ -191,7 +165,7 @@ HRESULT CURLGet::TurnOn() {
     IPtr<IUILineDisplayable> display = QueryAs<IUILineDisplayable>(InputValue(0).Get());
     if (!display) {
         display = CreateHostObject<IUILineDisplayable>(L"MessageWindow");
-        if (display) Line(display.Get(), WithoutCredentials(ViewOf(ParameterString(kURL).Get())), LINE_STATUS);
+        if (display) Line(display.Get(), UrlWithoutCredentials(ViewOf(ParameterString(kURL).Get())), LINE_STATUS);
     }
     // Set before the worker starts; Execute lets it go at its end.
     m_Display.Set(std::move(display));
@@ -227,7 +201,7 @@ HRESULT CURLGet::Execute(CStopEvent*) {
     IPtr<IUILineDisplayable> display = m_Display.Get();
     // The name as it came from the URL, credentials left out when the name
     // is the URL's authority.
-    Line(display.Get(), AfterLastSlash(WithoutCredentials(url)), LINE_STATUS);
+    Line(display.Get(), AfterLastSlash(UrlWithoutCredentials(url)), LINE_STATUS);
 
     IPtr<IFileArchiveScheme> scheme = CreateHostObject<IFileArchiveScheme>(L"URLhttp");
     if (!scheme) {

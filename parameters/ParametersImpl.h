@@ -15,6 +15,8 @@
 // The IUnknown operations are the component's own (SHADOW_INTERFACE_TABLE).
 #pragma once
 
+#include <initializer_list>
+
 #include "core/Helpers.h"
 #include "parameters/ParametersCore.h"
 
@@ -149,6 +151,25 @@ public:
         IPtr<IString> string = IPtr<IString>::Adopt(ISCreate(text));
         IPtr<IVariant> variant = IPtr<IVariant>::Adopt(IVCreate(string.Get()));
         return AddDeclared(name, variant.Get(), flags, choices);
+    }
+
+    // One row of a component's parameter table: a text (empty by default)
+    // or an integer with its default, and the flags.
+    struct ParameterRow {
+        const wchar_t* name;
+        bool text;
+        int32_t value;
+        int32_t flags;
+    };
+    // Appends the rows in order, each under the collection's lock, as
+    // FinalConstruct declares them.
+    void AddParameterRows(std::initializer_list<ParameterRow> rows) {
+        for (const ParameterRow& row : rows) {
+            CollectionLock();
+            if (row.text) AddTextParameter(row.name, L"", row.flags);
+            else AddIntegerParameter(row.name, row.value, row.flags);
+            CollectionUnlock();
+        }
     }
 
     // Readers for Execute, by index in declaration order; they see the value

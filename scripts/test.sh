@@ -35,9 +35,11 @@ echo "== build and test"
 run_suite build "" ""
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer"
 ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address ""
-echo "== ThreadSanitizer (steps and integration)"
-TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration" \
+echo "== ThreadSanitizer (steps, integration, transfers)"
+TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration test_host" \
   -L 'step|integration|components' -E '_NOT_BUILT'
+# The transfers: a link's worker, the scheme's progress calls, the test server.
+(cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" -R 'UrlLink|HttpScheme|FileScheme')
 echo "== Fuzzing the stream transformer's revert path (60 s)"
 mkdir -p build-fuzz
 bash scripts/fuzz.sh 60 >build-fuzz/run.log 2>&1 || { tail -40 build-fuzz/run.log; exit 1; }

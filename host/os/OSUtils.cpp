@@ -14,7 +14,7 @@
 #include "host/runtime/EventLogLine.h"
 #include "host/runtime/GlobalComponentCollection.h"
 #include "host/text/FileNameEncoding.h"
-#include "host/text/UrlText.h"
+#include "sdk/UrlText.h"
 #include "host/values/HostStrings.h"
 #include "sdk/Registry.h"
 

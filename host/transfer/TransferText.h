@@ -1,5 +1,5 @@
 // Texts of the transfer family for people: a system error number in words
-// (a URL as it may be shown is host/text/UrlText.h).
+// (a URL as it may be shown is sdk/UrlText.h).
 #pragma once
 
 #include <string>

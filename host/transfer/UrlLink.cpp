@@ -5,7 +5,7 @@
 
 #include "host/runtime/EventLogLine.h"
 #include "host/text/FileNameEncoding.h"
-#include "host/text/UrlText.h"
+#include "sdk/UrlText.h"
 #include "host/transfer/DownloadWorkFile.h"
 #include "host/transfer/TransferText.h"
 #include "host/values/HostStrings.h"

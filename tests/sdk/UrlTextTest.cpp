@@ -1,7 +1,7 @@
 // URLs as they may be shown: never with a password, wherever it stands.
 #include <gtest/gtest.h>
 
-#include "host/text/UrlText.h"
+#include "sdk/UrlText.h"
 
 TEST(UrlText, LeavesOutEveryUserAndPassword) {
     const std::pair<const wchar_t*, const wchar_t*> cases[] = {
@@ -13,5 +13,5 @@ TEST(UrlText, LeavesOutEveryUserAndPassword) {
         {L"no url at all @", L"no url at all @"},
         {L"://@", L"://"},
     };
-    for (const auto& [url, shown] : cases) EXPECT_EQ(host::UrlWithoutCredentials(url), shown) << testing::PrintToString(url);
+    for (const auto& [url, shown] : cases) EXPECT_EQ(UrlWithoutCredentials(url), shown) << testing::PrintToString(url);
 }

@@ -2,7 +2,8 @@
 # Installs what is missing, builds the module, the host runtime and the
 # command-line host, then mirrors a small example tree, changes it, and
 # mirrors it again with clean; then protects the source folder as one
-# encrypted archive and restores it.
+# encrypted archive and restores it; last it downloads that archive from a
+# web server on a loopback port, and shows how a failed download ends.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh
@@ -12,6 +13,9 @@ cmake --build build -j "$(nproc)" --target shadow
 
 demo=build/demo
 rm -rf "$demo"
+mkdir -p "$demo"
+# The demo's settings and event log stay with it.
+export SHADOW_REGISTRY=$PWD/$demo/registry.ini SHADOW_EVENT_LOG=$PWD/$demo/events.log
 mkdir -p "$demo/src/docs/drafts" "$demo/src/photos/2026" "$demo/src/empty"
 printf 'Shopping list\n- bread\n- milk\n' > "$demo/src/notes.txt"
 printf 'chapter one\n' > "$demo/src/docs/book.txt"
@@ -62,3 +66,27 @@ else
   diff -r "$demo/src" "$demo/restored" >&2 || true
   exit 1
 fi
+
+echo
+echo "== Downloading the protected archive from a local web server"
+port=$(/usr/bin/python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1",0)); print(s.getsockname()[1])')
+/usr/bin/python3 -m http.server "$port" --bind 127.0.0.1 --directory "$demo" >"$demo/http.log" 2>&1 &
+server=$!
+trap 'kill $server 2>/dev/null' EXIT
+for ((i = 0; i < 100; i++)); do (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && break; sleep 0.1; done
+build/shadow get "http://127.0.0.1:$port/src.protected" --cache "$demo/downloads"
+if cmp -s "$demo/src.protected" "$demo/downloads/src.protected"; then
+  echo "The download equals the archive (cmp finds no difference)."
+else
+  echo "The download differs from the archive" >&2
+  exit 1
+fi
+
+echo
+echo "== A download that fails says why, keeps nothing and exits with 1"
+set +e
+build/shadow get "http://127.0.0.1:$port/no-such-file.bin" --cache "$demo/downloads"
+code=$?
+set -e
+echo "exit code $code; the cache holds: $(ls "$demo/downloads")"
+[[ $code -eq 1 ]]

@@ -10,7 +10,7 @@
 #            programs, and the arm64 builds of the libraries the build links
 set -euo pipefail
 
-packages=(g++ cmake ninja-build make pkg-config libgtest-dev libgmock-dev
+packages=(g++ cmake ninja-build make pkg-config python3 libgtest-dev libgmock-dev
           libpugixml-dev libcurl4-openssl-dev zlib1g-dev libssl-dev libzip-dev)
 # The libraries CMakeLists.txt finds, for the arm64 cross build.
 arm64_libraries=(libgtest-dev libgmock-dev libpugixml-dev libcurl4-openssl-dev

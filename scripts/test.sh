@@ -34,7 +34,11 @@ bash scripts/layers.sh
 echo "== build and test"
 run_suite build "" ""
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer"
-ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address ""
+ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address "" -E 'OverFtpAndSftp'
+# sftp logins leak inside libssh2 (tests/lsan.supp); matching that needs the
+# slow unwinder, so that test runs on its own.
+(cd build-asan && ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0 \
+  LSAN_OPTIONS="suppressions=$PWD/../tests/lsan.supp" ctest --output-on-failure -R 'OverFtpAndSftp')
 echo "== ThreadSanitizer (steps, integration, transfers)"
 TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration test_host" \
   -L 'step|integration|components' -E '_NOT_BUILT'

@@ -151,7 +151,7 @@ FetchResult FileScheme::Fetch(const FetchRequest& request) {
         }
         if (n == 0) break; // the source shrank; found below
         at += n;
-        if (pace.Due(false)) m_listeners.Report(self, at, total, request.link);
+        if (pace.Due(at, false)) m_listeners.Report(self, at, total, request.link);
     }
     result.size = at;
     struct stat after {};
@@ -161,7 +161,7 @@ FetchResult FileScheme::Fetch(const FetchRequest& request) {
         Fail(result, E_FAIL, 0, L"the file " + shown + L" changed while it was copied");
         return result;
     }
-    m_listeners.Report(self, at, total, request.link);
+    if (pace.Due(at, true)) m_listeners.Report(self, at, total, request.link);
     result.complete = true;
     return result;
 }

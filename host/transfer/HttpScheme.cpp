@@ -62,11 +62,11 @@ FetchResult HttpScheme::Fetch(const FetchRequest& request) {
     ProgressPace pace;
     IUnknown* self = FirstInterface();
     auto report = [&](int64_t received, int64_t total) {
-        if (!m_listeners.Empty() && pace.Due(false)) m_listeners.Report(self, received, total, request.link);
+        if (!m_listeners.Empty() && pace.Due(received, false)) m_listeners.Report(self, received, total, request.link);
     };
     CurlTransfer transfer(ToUtf8(request.url), limits, request.stop, report);
     FetchResult result = transfer.Fetch(request.fd, request.offset, request.validator, request.versionKnown);
-    if (result.complete && pace.Due(true)) m_listeners.Report(self, result.size, result.size, request.link);
+    if (result.complete && pace.Due(result.size, true)) m_listeners.Report(self, result.size, result.size, request.link);
     return result;
 }
 

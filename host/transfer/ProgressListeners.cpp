@@ -73,11 +73,12 @@ bool ProgressListeners::Empty() const {
     return m_listeners.empty();
 }
 
-bool ProgressPace::Due(bool last) {
+bool ProgressPace::Due(int64_t received, bool last) {
     const auto now = std::chrono::steady_clock::now();
-    if (!last && m_any && now - m_previous < kInterval) return false;
+    if (received == m_reported) return false;
+    if (!last && m_reported >= 0 && now - m_previous < kInterval) return false;
     m_previous = now;
-    m_any = true;
+    m_reported = received;
     return true;
 }
 

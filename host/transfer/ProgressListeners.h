@@ -38,17 +38,17 @@ private:
 };
 
 // How often one transfer reports: at most once per interval while it runs,
-// and always its last report.
+// and its last report unless the one before said the same.
 class ProgressPace final {
 public:
     static constexpr std::chrono::milliseconds kInterval{200};
 
-    // True when a report is due now; `last` is always due.
-    bool Due(bool last);
+    // True when a report of `received` is due now.
+    bool Due(int64_t received, bool last);
 
 private:
     std::chrono::steady_clock::time_point m_previous{};
-    bool m_any = false;
+    int64_t m_reported = -1; // what the last report said
 };
 
 } // namespace host

@@ -15,14 +15,6 @@ std::wstring TextOf(tagREFString text) {
     return std::wstring(text.m_pString, static_cast<size_t>(text.m_Length));
 }
 
-// Why the file stream's last operation failed, as it tells it.
-std::wstring ErrorTextOf(IUnknown* stream) {
-    IPtr<IStreamErrorText> errors = QueryAs<IStreamErrorText>(stream);
-    IPtr<IString> text;
-    if (!errors || FAILED(errors->get_ErrorText(text.Out()))) return L"the file cannot be opened";
-    return ToWide(text.Get());
-}
-
 } // namespace
 
 HRESULT UIUtils::OpenFileObject(tagREFString path, IUnknown*, tagREFString, IUnknown** result, int32_t) {
@@ -36,10 +28,9 @@ HRESULT UIUtils::OpenFileObject(tagREFString path, IUnknown*, tagREFString, IUnk
         WriteEventLogError(L"UIUtils", L"the host offers no \"File\" component");
         return E_FAIL;
     }
-    if (FAILED(file->Open(MakeString(TextOf(path)).Get()))) {
-        WriteEventLogError(L"UIUtils", ErrorTextOf(file.Get()));
-        return E_FAIL;
-    }
+    // A file that cannot be opened is the caller's to report: a step that
+    // hands on what a failed download left has already said why.
+    if (FAILED(file->Open(MakeString(TextOf(path)).Get()))) return E_FAIL;
     return file->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(result));
 }
 

@@ -2,9 +2,12 @@
 
 #include <signal.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 #include <thread>
 
@@ -19,6 +22,44 @@ namespace {
 void WaitFor(pid_t child) {
     while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
+}
+
+// 0 when `path` is an executable regular file, else the errno exec would
+// give.
+int Executable(const std::string& path) {
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0) return errno;
+    if (!S_ISREG(info.st_mode) || ::access(path.c_str(), X_OK) != 0) return EACCES;
+    return 0;
+}
+
+// The file a program word names: itself when it holds a "/", else the
+// first executable file of that name in a folder of PATH. posix_spawn
+// learns of a failed exec from the child, which not every system delivers
+// (qemu-user's emulation of a vfork does not), so the program is found
+// here, before anything starts.
+int Resolve(const std::string& word, std::string& program) {
+    if (word.find('/') != std::string::npos) {
+        program = word;
+        return Executable(word);
+    }
+    const char* path = std::getenv("PATH");
+    const std::string folders = path && *path ? path : "/usr/local/bin:/usr/bin:/bin";
+    int error = ENOENT;
+    for (size_t start = 0; start <= folders.size();) {
+        size_t end = folders.find(':', start);
+        if (end == std::string::npos) end = folders.size();
+        const std::string folder = end > start ? folders.substr(start, end - start) : ".";
+        const std::string candidate = folder + "/" + word;
+        const int found = Executable(candidate);
+        if (found == 0) {
+            program = candidate;
+            return 0;
+        }
+        if (found == EACCES) error = EACCES;
+        start = end + 1;
+    }
+    return error;
 }
 
 } // namespace
@@ -43,11 +84,10 @@ int SpawnDetached(const std::vector<std::string>& argv) {
     if (int error = ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK))
         return error;
 
+    std::string program;
+    if (int error = Resolve(argv.front(), program)) return error;
     pid_t child = 0;
-    const bool onPath = argv.front().find('/') == std::string::npos;
-    const int error = onPath ? ::posix_spawnp(&child, args[0], nullptr, &attributes, args.data(), environ)
-                             : ::posix_spawn(&child, args[0], nullptr, &attributes, args.data(), environ);
-    if (error) return error;
+    if (int error = ::posix_spawn(&child, program.c_str(), nullptr, &attributes, args.data(), environ)) return error;
     try {
         std::thread(WaitFor, child).detach();
     } catch (const std::system_error&) {

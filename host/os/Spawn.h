@@ -1,6 +1,8 @@
 // Starting a program without waiting for it, and without a shell: the words
-// go to posix_spawn (a first word with a "/") or posix_spawnp (a program
-// name looked up on PATH) as they are, with the process's environment.
+// go to posix_spawn as they are, with the process's environment. A first
+// word with a "/" is the program's file; any other is looked up on PATH
+// here, before spawning, so that a missing or non-executable program is
+// known on every system.
 //
 // The child gets the default action for every signal and an empty signal
 // mask, whatever this process ignores or blocks. It is reaped by a detached

@@ -15,6 +15,8 @@ int RunCommand(const Arguments& args);
 int ListCommand(const Arguments& args);
 int ConvertCommand(const Arguments& args);
 int GetCommand(const Arguments& args);
+int SelectiveCommand(const Arguments& args);
+int PackageCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
@@ -23,6 +25,8 @@ const char* RunHelp();
 const char* ListHelp();
 const char* ConvertHelp();
 const char* GetHelp();
+const char* SelectiveHelp();
+const char* PackageHelp();
 
 // When args[i] is the option `name`, given as "NAME VALUE" or "NAME=VALUE":
 // stores the value, moves `i` to the last argument used and returns true.

@@ -12,6 +12,10 @@ const char* GeneralHelp() {
            "Commands:\n"
            "  mirror SRC DST [--clean [--max-delete N]] [--all] [--flat] [--dry-run] [--verbose]\n"
            "        mirror the folder SRC into the folder DST\n"
+           "  selective SRC_ROOT DST_ROOT ENTRY... [--clean] [--all] [--flat] [--load|--save LIST.xml]\n"
+           "        mirror chosen folders and files below SRC_ROOT into DST_ROOT\n"
+           "  package --csv LIST.csv --source DIR --common DIR --dest DIR --os OS [--manifest FILE]\n"
+           "        assemble a release folder per platform from a components list\n"
            "  run COMPONENT [Name=Value ...] [--load FILE.xml] [--save FILE.xml] [--verbose]\n"
            "        set a component's parameters and run it\n"
            "  list [COMPONENT]\n"
@@ -151,6 +155,50 @@ const char* GetHelp() {
            "Exit codes: 0 the file arrived whole (and, with --run, was started),\n"
            "1 it did not, 2 the command line cannot be used as given, 130\n"
            "interrupted.\n";
+}
+
+const char* SelectiveHelp() {
+    return "usage: shadow selective SRC_ROOT DST_ROOT ENTRY... [--clean] [--all] [--flat] [--verbose]\n"
+           "       shadow selective --load LIST.xml [SRC_ROOT DST_ROOT [ENTRY...]] [options]\n"
+           "       ... [--save LIST.xml [--no-run]]\n"
+           "\n"
+           "Mirrors each ENTRY, a folder or a file named relative to both roots, from\n"
+           "SRC_ROOT into the same place under DST_ROOT through the ShadowSelective\n"
+           "step: a folder as 'shadow mirror' would (with --clean, --all and --flat as\n"
+           "there), a file by itself. One summary is printed for the whole list.\n"
+           "\n"
+           "  --load LIST.xml  read the roots, switches and entries from a list file;\n"
+           "                   roots and entries given on the command line replace\n"
+           "                   the file's\n"
+           "  --save LIST.xml  write the list, after the command line is applied,\n"
+           "                   then run it (--no-run: only write it)\n"
+           "\n"
+           "A file entry is copied only into a folder that exists under DST_ROOT;\n"
+           "otherwise, as for every copy that fails, the reason is printed on stderr\n"
+           "and the exit code is 1. Entries must stay below the roots (no '..').\n"
+           "\n"
+           "Exit codes: 0 success, 1 something could not be mirrored, 2 the command\n"
+           "line or the folders cannot be used as given, 130 interrupted.\n";
+}
+
+const char* PackageHelp() {
+    return "usage: shadow package --csv LIST.csv --source PRODUCT --common COMMON --dest RELEASE\n"
+           "                     --os OS [--manifest FILE] [--verbose]\n"
+           "\n"
+           "Assembles the release folder RELEASE through the ShadowVelmix step: for\n"
+           "each platform OS names, the modules LIST.csv lists (first column) from\n"
+           "PRODUCT/_bin<OS>/ and the platform's runner, then the common files of\n"
+           "COMMON (vmCmn, icons, help, slides) and the files of the list's second\n"
+           "column. OS is one of WIN32, WIN64, MAC, LIN32, LIN64, ARM64, ARM32, in any\n"
+           "case; WIN, LIN and ARM name both platforms of a kind. RELEASE is made when\n"
+           "its parent exists. 'shadow run ShadowVelmixList FileName=LIST.csv' writes\n"
+           "the list of the modules in use.\n"
+           "\n"
+           "  --manifest FILE  after the run, write the SHA-256 of every file of the\n"
+           "                   release, in the form 'sha256sum -c' checks from RELEASE\n"
+           "\n"
+           "Exit codes: 0 success, 1 a file could not be copied, 2 the command line or\n"
+           "the folders cannot be used as given.\n";
 }
 
 const char* ListHelp() {

@@ -9,7 +9,7 @@
 namespace {
 
 int Dispatch(const cli::Arguments& args) {
-    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert, get");
+    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, selective, package, run, list, convert, get");
     const std::string& command = args[0];
     cli::Arguments rest(args.begin() + 1, args.end());
     if (cli::IsHelpOption(command) || command == "help") {
@@ -21,7 +21,9 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "list") return cli::ListCommand(rest);
     if (command == "convert") return cli::ConvertCommand(rest);
     if (command == "get") return cli::GetCommand(rest);
-    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert, get");
+    if (command == "selective") return cli::SelectiveCommand(rest);
+    if (command == "package") return cli::PackageCommand(rest);
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, selective, package, run, list, convert, get");
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include "components/STREAMConvert.h"
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
+#include "components/ShadowVelmix.h"
 #include "components/URLGet.h"
 
 // Null until the host calls InitializeModule; released at unload.
@@ -44,7 +45,10 @@ struct ComponentRow {
 //   "ShadowVelmix"      CShadowVelmix
 //   "ShadowList"        CShadowVelmix's creator; never reached, since the
 //                       second row already answers "ShadowList", but kept
-//                       where it stands so the order stays as it is
+//                       where it stands so the order stays as it is. It
+//                       comes with the real "ShadowList" row and not
+//                       before: alone it would make "ShadowList" create a
+//                       packager
 //   "ShadowSelective"   CShadowSelective
 //   "ShadowUpload"      CShadowUpload
 //   "STREAMConvert"     CSTREAMConvert
@@ -52,6 +56,7 @@ struct ComponentRow {
 //   "URLGet"            CURLGet
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+    {&IObjectInfoImpl<CShadowVelmix>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},
     {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
     {&IObjectInfoImpl<CURLGet>::m_ObjectName, &CObject<CURLGet>::_CreateInstance},

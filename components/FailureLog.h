@@ -23,6 +23,8 @@ public:
     }
     // "cannot copy <source> to <target>: <reason>".
     void RecordCopy(const tagREFString& source, const tagREFString& target, const OSError& error);
+    // A line of the component's own wording, as it stands.
+    void RecordLine(const std::string& text) { Write(text); }
     // Writes what was recorded out to the disk.
     void Flush();
 

@@ -18,6 +18,11 @@ public:
         m_Files.fetch_add(1, std::memory_order_relaxed);
         m_Bytes.store(m_Bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
     }
+    // Adds another record's totals (a pass run by an inner step).
+    void AddTotals(int32_t files, double bytes) {
+        m_Files.fetch_add(files, std::memory_order_relaxed);
+        m_Bytes.store(m_Bytes.load(std::memory_order_relaxed) + bytes, std::memory_order_relaxed);
+    }
     int32_t Files() const { return m_Files.load(std::memory_order_relaxed); }
     double Bytes() const { return m_Bytes.load(std::memory_order_relaxed); }
 

@@ -308,7 +308,7 @@ HRESULT OSCopyFileAt(const char* source, int folder, const char* name, short ove
     return S_OK;
 }
 
-HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
+HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite, OSError* error) {
     const std::unique_ptr<char[]> from = OSPath(source);
     const std::unique_ptr<char[]> to = OSPath(target);
     const char* slash = std::strrchr(to.get(), '/');
@@ -316,8 +316,11 @@ HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite) {
                                : slash == to.get() ? std::string("/")
                                                    : std::string(to.get(), static_cast<size_t>(slash - to.get()));
     ScopedFD parent(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!parent.IsOpen()) return E_FAIL;
-    return OSCopyFileAt(from.get(), parent.Get(), slash ? slash + 1 : to.get(), overwrite, nullptr);
+    if (!parent.IsOpen()) {
+        if (error) error->code = errno;
+        return E_FAIL;
+    }
+    return OSCopyFileAt(from.get(), parent.Get(), slash ? slash + 1 : to.get(), overwrite, error);
 }
 
 void OSUseUnnamedWorkFiles(bool use) { g_unnamedWorkFiles.store(use, std::memory_order_relaxed); }

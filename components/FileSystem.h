@@ -38,7 +38,9 @@ struct OSError {
 // The target gets the source's permission bits (without set-user and
 // set-group bits the copy's owner would not have held); times are not
 // copied. The copy runs in bounded memory whatever the file's size.
-HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite);
+// `error`, when given, tells why a copy failed (a missing target folder
+// among the reasons: it is never created here), as OSCopyFileAt does.
+HRESULT OSCopyFile(CREFString source, CREFString target, short overwrite, OSError* error = nullptr);
 
 // OSCopyFile with the target named by its folder (an open descriptor,
 // O_PATH is enough) and its name there. `error`, when given, tells why a

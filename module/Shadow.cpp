@@ -13,6 +13,7 @@
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
 #include "components/ShadowVelmix.h"
+#include "components/ShadowSelective.h"
 #include "components/URLGet.h"
 
 // Null until the host calls InitializeModule; released at unload.
@@ -57,6 +58,7 @@ struct ComponentRow {
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
     {&IObjectInfoImpl<CShadowVelmix>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
+    {&IObjectInfoImpl<CShadowSelective>::m_ObjectName, &CObject<CShadowSelective>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},
     {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
     {&IObjectInfoImpl<CURLGet>::m_ObjectName, &CObject<CURLGet>::_CreateInstance},

@@ -1,0 +1,290 @@
+// The selective step on real trees: the list and its trims, folder and file
+// entries, failures in the event log, the summed statistics and result
+// lines, parameters a user added, the parameters file, and a stop.
+#include "MirrorFixture.h"
+
+#include "components/ShadowSelective.h"
+
+namespace {
+
+// The module's host collection while it lives: the real one, except that
+// "Shadow" is made from this program's CShadow (or refused) and counted.
+class ShadowHost final : public IComponentCollection {
+public:
+    ShadowHost() : m_real(IPtr<IComponentCollection>::Adopt(GLOBALComponents())) { InitializeModule(nullptr, this); }
+    ~ShadowHost() { InitializeModule(nullptr, m_real.Get()); }
+
+    HRESULT QueryInterface(const IID& iid, void** out) override {
+        if (iid != IID_IUnknown && iid != IID_IComponentCollection) return *out = nullptr, E_NOINTERFACE;
+        return *out = static_cast<IComponentCollection*>(this), S_OK;
+    }
+    uint32_t AddRef() override { return 2; }
+    uint32_t Release() override { return 1; }
+    HRESULT get_Count(int32_t* count) override { return m_real->get_Count(count); }
+    HRESULT get_Item(int32_t index, IUnknown** item) override { return m_real->get_Item(index, item); }
+    HRESULT get_Index(IUnknown* key, int32_t* index) override { return m_real->get_Index(key, index); }
+    HRESULT get_ItemName(int32_t index, IString** name) override { return m_real->get_ItemName(index, name); }
+    HRESULT Rename(int32_t index, IString* name) override { return m_real->Rename(index, name); }
+    HRESULT CollectionLock() override { return m_real->CollectionLock(); }
+    HRESULT CollectionUnlock() override { return m_real->CollectionUnlock(); }
+    HRESULT IsCollectionLocked() override { return m_real->IsCollectionLocked(); }
+    HRESULT LoadModule(tagREFString module) override { return m_real->LoadModule(module); }
+    HRESULT CreateComponent(tagREFString name, const IID* iid, void** out) override {
+        if (std::wstring_view(name.m_pString, static_cast<size_t>(name.m_Length)) != L"Shadow")
+            return m_real->CreateComponent(name, iid, out);
+        if (!shadowAvailable) return *out = nullptr, E_FAIL;
+        ++shadowsMade;
+        return CObject<CShadow>::_CreateInstance(nullptr, const_cast<IID*>(iid), out);
+    }
+
+    bool shadowAvailable = true;
+    int shadowsMade = 0;
+
+private:
+    IPtr<IComponentCollection> m_real;
+};
+
+class SelectiveTest : public MirrorTest {
+protected:
+    void SetUp() override {
+        MirrorTest::SetUp();
+        ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
+                                                                   selective.OutVoid()));
+        BindDisplay(selective.Get());
+        SetText(CShadowSelective::kSourceRoot, src.string());
+        SetText(CShadowSelective::kDestinationRoot, dst.string());
+        // Two folders and a file of the source tree: docs (6 bytes in two
+        // files), more (3 bytes) and lib/a.cfg.
+        Write(src / "docs" / "x.txt", "xxxx");
+        Write(src / "docs" / "sub" / "y.txt", "yy");
+        Write(src / "more" / "z.txt", "zzz");
+        Write(src / "lib" / "a.cfg", "config");
+        fs::create_directories(dst / "lib");
+    }
+    void TearDown() override {
+        selective.Release();
+        MirrorTest::TearDown();
+    }
+
+    void BindDisplay(IUnknown* component) {
+        IPtr<ISuperCollection> sources = IPtr<ISuperCollection>::Adopt(CREFString::CreateCollection());
+        IPtr<IString> name = ::HostString("Console");
+        sources->Add(name.Get(), &display, nullptr, 0);
+        IPtr<IUnknown> input;
+        ASSERT_EQ(S_OK, QueryAs<IInputParameters>(component)->get_Item(0, input.Out()));
+        input.Query<IInputParameter>()->put_SourceComponent(name.Get());
+        QueryAs<IBindableObject>(component)->Bind(sources.Get(), nullptr);
+    }
+    void SetText(int32_t index, const std::string& text) {
+        ASSERT_EQ(S_OK, selective->put_Item(index, ::HostString(text).Get()));
+    }
+    void SetEntries(const std::vector<std::string>& values) {
+        for (size_t i = 0; i < values.size(); ++i) SetText(CShadowSelective::kFirstEntry + static_cast<int32_t>(i), values[i]);
+    }
+    void SetNumber(int32_t index, int value) {
+        ASSERT_EQ(S_OK, selective->put_Item(index, IPtr<IVariant>::Adopt(IVCreate(value)).Get()));
+    }
+    std::string TextAt(IParameters* parameters, int32_t index) {
+        IPtr<IVariant> value;
+        parameters->get_ItemVariant(index, value.Out());
+        return Narrow(IPtr<IString>::Adopt(ISCreate(value.Get())).Get());
+    }
+    // Runs the step to its end (bounded).
+    void Run() {
+        IPtr<IStep> step = selective.Query<IStep>();
+        ASSERT_EQ(S_OK, step->TurnOn());
+        for (int i = 0; i < 3000 && step->IsRunning(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        ASSERT_FALSE(step->IsRunning());
+    }
+    std::vector<std::string> ResultLines() {
+        std::vector<std::string> lines;
+        for (const auto& line : display.Lines())
+            if (line.title == "ShadowSelective") lines.push_back(line.text);
+        return lines;
+    }
+    // A result line of less than 1 K: the size in its 12 places, the blank
+    // unit, "bytes".
+    std::string Result(const char* label, int files, const char* bytes) {
+        return std::string(label) + " " + std::to_string(files) + " Files (" + bytes + "  bytes) on " + dst.string() + " ";
+    }
+
+    ShadowHost host;
+    RecordingDisplay display;
+    IPtr<IParametersCreatable> selective;
+};
+
+TEST_F(SelectiveTest, IsACreatableCollectionWithTheDeclaredParametersAndPages) {
+    EXPECT_EQ(static_cast<void*>(selective.Query<IParameters>().Get()), static_cast<void*>(selective.Get()));
+    int32_t count = 0, flags = 0;
+    selective->get_Count(&count);
+    EXPECT_EQ(49, count);
+    IPtr<IString> name;
+    selective->get_ItemName(48, name.Out());
+    EXPECT_EQ("FolderOrFile40", Narrow(name.Get()));
+    selective->get_ItemFlags(CShadowSelective::kNbCopied, &flags);
+    EXPECT_EQ(0x40003, flags);
+    IPtr<INamedCollection> pages;
+    ASSERT_EQ(S_OK, selective.Query<IUIPropertyPageSpecify>()->GetPages(0, pages.Out(), nullptr));
+    pages->get_Count(&count);
+    EXPECT_EQ(3, count);
+    CreatorFunction creator = nullptr;
+    EXPECT_EQ(S_OK, CreateFunction(15, L"ShadowSelective", &creator));
+    EXPECT_EQ(&CObject<CShadowSelective>::_CreateInstance, creator);
+}
+
+TEST_F(SelectiveTest, EntriesAreReadLineByLineUntilTheFirstEmptyParameter) {
+    struct Case {
+        const char* name;
+        std::vector<std::string> entries;
+        bool folder, file;
+    } const cases[] = {
+        {"two lines in one parameter", {"docs\nlib/a.cfg"}, true, true},
+        {"an empty parameter ends the list", {"docs", "", "lib/a.cfg"}, true, false},
+        {"carriage returns and marks trimmed", {"docs\r\n", " \xc3\xaf\xc3\xbe\tlib/a.cfg \x7f\r\n\r\n"}, true, true},
+        {"blank lines between entries", {"\n\n  \nlib/a.cfg\n"}, false, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        fs::remove_all(dst);
+        fs::create_directories(dst / "lib");
+        for (int32_t i = 0; i < 3; ++i) SetText(CShadowSelective::kFirstEntry + i, "");
+        SetEntries(c.entries);
+        Run();
+        EXPECT_EQ(c.folder, fs::exists(dst / "docs" / "sub" / "y.txt"));
+        EXPECT_EQ(c.file, fs::exists(dst / "lib" / "a.cfg"));
+    }
+}
+
+TEST_F(SelectiveTest, SumsTheFoldersAndWritesTheResultLinesButNotTheResultParameters) {
+    Write(dst / "docs" / "old", "12345");
+    Write(dst / "more" / "gone", "1");
+    SetNumber(CShadowSelective::kCleanOlderFiles, 1);
+    SetEntries({"docs\nmore", "lib/a.cfg"});
+    Run();
+    int32_t files = 0;
+    double bytes = 0;
+    IPtr<IShadow> shadow = selective.Query<IShadow>();
+    shadow->GetCopyStatistics(&files, &bytes);
+    EXPECT_EQ(std::make_pair(3, 9.0), std::make_pair(files, bytes)); // the file entry is not counted
+    shadow->GetDeleteStatistics(&files, &bytes);
+    EXPECT_EQ(std::make_pair(2, 6.0), std::make_pair(files, bytes));
+    EXPECT_EQ((std::vector<std::string>{Result("Copied", 3, "9           "), Result("Deleted", 2, "6           ")}),
+              ResultLines());
+    // One inner step for the run; its own lines go to the same display.
+    EXPECT_EQ(1, host.shadowsMade);
+    EXPECT_TRUE(display.Has("Copying: " + (src / "more" / "z.txt").string(), LINE_STATUS));
+    for (int32_t index : {CShadowSelective::kNbCopied, CShadowSelective::kBytesCopied}) EXPECT_EQ("0", TextAt(selective.Get(), index));
+}
+
+TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreNotCreated) {
+    fs::remove_all(dst / "lib");
+    FailureListener failures;
+    host.shadowAvailable = false; // file entries are still copied
+    Write(src / "top.cfg", "t");
+    SetEntries({"lib/a.cfg\nmissing.txt\ntop.cfg\ndocs"});
+    fs::create_directories(dst);
+    Run();
+    EXPECT_FALSE(fs::exists(dst / "lib"));
+    EXPECT_EQ("t", Read(dst / "top.cfg"));
+    EXPECT_FALSE(fs::exists(dst / "docs"));
+    EXPECT_EQ(1u, failures.Count("cannot copy " + (src / "lib" / "a.cfg").string()));
+    EXPECT_EQ(1u, failures.Count("cannot copy " + (src / "missing.txt").string()));
+    EXPECT_EQ(1u, failures.Count("cannot create Shadow"));
+    EXPECT_EQ((std::vector<std::string>{Result("Copied", 0, "0           ")}), ResultLines());
+    for (const auto& line : display.Lines()) EXPECT_NE(LINE_ERROR, line.kind) << line.text;
+}
+
+TEST_F(SelectiveTest, ParametersAddedAfterTheFortiethAreProcessed) {
+    std::vector<std::string> entries(CShadowSelective::kDeclaredEntries, "more");
+    SetEntries(entries);
+    ASSERT_EQ(S_OK, selective->Add(::HostString("Extra").Get(), ::HostString("lib/a.cfg").Get(), nullptr, PARAM_TYPE_TEXT));
+    Run();
+    EXPECT_EQ("config", Read(dst / "lib" / "a.cfg"));
+    EXPECT_EQ("zzz", Read(dst / "more" / "z.txt"));
+}
+
+TEST_F(SelectiveTest, TheParametersFileRoundTripsWithItsHeaderAndReportsWhatCannotBeOpened) {
+    const fs::path file = root / "list.xml";
+    SetEntries({"docs\nmore", "lib/a.cfg"});
+    SetNumber(CShadowSelective::kCopyNewOnly, 0);
+    ASSERT_EQ(S_OK, selective->Add(::HostString("Extra").Get(), ::HostString("notes").Get(), nullptr, PARAM_TYPE_TEXT));
+    IPtr<IFileArchive> archive = selective.Query<IFileArchive>();
+    ASSERT_EQ(S_OK, archive->put_Filename(HostString(file).Get()));
+    ASSERT_EQ(S_OK, archive->Save());
+    std::istringstream saved(Read(file));
+    std::string first, second;
+    std::getline(saved, first);
+    std::getline(saved, second);
+    EXPECT_EQ("<?xml version=\"1.0\"?>", first);
+    EXPECT_EQ("<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>", second);
+    for (const std::string& name : Names(root)) EXPECT_FALSE(name.starts_with("list.xml.")) << name; // no work file left
+    IPtr<IString> text;
+    archive->get_Name(text.Out());
+    EXPECT_EQ("list.xml", Narrow(text.Get()));
+    archive->get_Filter(text.Out());
+    EXPECT_EQ("Parameters (*.xml)|*.xml|All Files (*.*)|*.*||", Narrow(text.Get()));
+
+    // A new component gets the values back, the added parameter with them,
+    // and keeps its declared flags.
+    IPtr<IParametersCreatable> loaded;
+    ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
+                                                               loaded.OutVoid()));
+    IPtr<IFileArchive> loader = loaded.Query<IFileArchive>();
+    ASSERT_EQ(S_OK, loader->put_Filename(HostString(file).Get()));
+    ASSERT_EQ(S_OK, loader->Load());
+    int32_t count = 0, flags = 0;
+    loaded->get_Count(&count);
+    ASSERT_EQ(50, count);
+    loaded->get_ItemName(49, text.Out());
+    EXPECT_EQ("Extra", Narrow(text.Get()));
+    EXPECT_EQ("notes", TextAt(loaded.Get(), 49));
+    EXPECT_EQ("docs\nmore", TextAt(loaded.Get(), CShadowSelective::kFirstEntry));
+    EXPECT_EQ("lib/a.cfg", TextAt(loaded.Get(), CShadowSelective::kFirstEntry + 1));
+    EXPECT_EQ(dst.string(), TextAt(loaded.Get(), CShadowSelective::kDestinationRoot));
+    EXPECT_EQ("0", TextAt(loaded.Get(), CShadowSelective::kCopyNewOnly));
+    loaded->get_ItemFlags(CShadowSelective::kFirstEntry, &flags);
+    EXPECT_EQ(PARAM_TYPE_TEXT, flags);
+
+    // A file that cannot be read, or written, is reported on the display
+    // and in the event log.
+    FailureListener failures;
+    for (const fs::path& bad : {root / "none.xml", root / "no" / "list.xml"}) {
+        ASSERT_EQ(S_OK, archive->put_Filename(HostString(bad).Get()));
+        EXPECT_EQ(E_FAIL, bad.filename() == "none.xml" ? archive->Load() : archive->Save());
+        const std::string report = "file open err:\n" + bad.string() + "\n";
+        EXPECT_TRUE(display.Has(report, LINE_ERROR)) << bad;
+        EXPECT_EQ(1u, failures.Count(report)) << bad;
+    }
+    EXPECT_FALSE(fs::exists(root / "no"));
+}
+
+TEST_F(SelectiveTest, AStopEndsTheInnerStepAndTheList) {
+    constexpr int kFolders = 200;
+    for (int i = 0; i < kFolders; ++i) Write(src / "big" / std::to_string(i) / "f", "f");
+    SetEntries({"big", "lib/a.cfg"});
+    // Every file shown takes a while, so that the stop comes mid-folder.
+    std::atomic<bool> copying{false};
+    display.onLine = [&](const RecordingDisplay::Line& line) {
+        if (line.text.rfind("Copying: ", 0) != 0) return;
+        copying = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+    };
+    IPtr<IStep> step = selective.Query<IStep>();
+    ASSERT_EQ(S_OK, step->TurnOn());
+    for (int i = 0; i < 5000 && !copying; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_TRUE(copying);
+    EXPECT_EQ(S_OK, step->TurnOff());
+    for (int i = 0; i < 3000 && step->IsRunning(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_FALSE(step->IsRunning());
+    display.onLine = nullptr;
+
+    int32_t files = 0;
+    selective.Query<IShadow>()->GetCopyStatistics(&files, nullptr);
+    EXPECT_GE(files, 1);
+    EXPECT_LT(files, kFolders);
+    EXPECT_TRUE(display.Has("Aborted", LINE_STATUS)); // the inner step stopped too
+    EXPECT_FALSE(fs::exists(dst / "lib" / "a.cfg"));
+    EXPECT_EQ(1u, ResultLines().size());
+}
+
+} // namespace

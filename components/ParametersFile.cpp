@@ -10,10 +10,9 @@ namespace {
 
 // What the document holds before the parameters: the declaration, the
 // style-sheet instruction, and the root element they are saved into.
-constexpr char kHeader[] =
-    "<?xml version=\"1.0\"?>\n"
-    "<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>\n"
-    "<Parameters/>\n";
+constexpr char kHeader[] = "<?xml version=\"1.0\"?>\n"
+                           "<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>\n"
+                           "<Parameters/>\n";
 
 tagREFString REFOf(std::wstring_view text) {
     return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
@@ -31,7 +30,8 @@ std::string StreamReason(IUnknown* stream) {
     IPtr<IString> text;
     if (!errors || errors->get_ErrorText(text.Out()) != S_OK) return {};
     const CREFString view(text.Get());
-    return Utf8(std::wstring_view(view.m_pString ? view.m_pString : L"", static_cast<size_t>(std::max(view.m_Length, 0))));
+    return Utf8(
+        std::wstring_view(view.m_pString ? view.m_pString : L"", static_cast<size_t>(std::max(view.m_Length, 0))));
 }
 
 // "file open err:\n<path>\n" on the display and in the event log, the

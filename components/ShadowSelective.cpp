@@ -137,7 +137,8 @@ HRESULT CShadowSelective::Execute(CStopEvent* stop) {
     auto pathParameter = [this](int32_t index) {
         IPtr<IVariant> value;
         int32_t type = 0;
-        if (FAILED(get_ItemVariant(index, value.Out())) || !value || value->get_Type(&type) == 0) return IPtr<IString>();
+        if (FAILED(get_ItemVariant(index, value.Out())) || !value || value->get_Type(&type) == 0)
+            return IPtr<IString>();
         return IPtr<IString>::Adopt(ISCreate(value.Get()));
     };
     run.sourceRoot = pathParameter(kSourceRoot);
@@ -212,9 +213,9 @@ void CShadowSelective::MirrorFolder(Run& run, IString* source, IString* destinat
     if (!parameters || !step) return;
     parameters->put_Item(CShadow::kSourcePath, source);
     parameters->put_Item(CShadow::kDestinationPath, destination);
-    for (const auto& [index, value] : {std::pair{CShadow::kCleanOlderFiles, run.clean},
-                                       std::pair{CShadow::kCopyNewOnly, run.copyNewOnly},
-                                       std::pair{CShadow::kCopySubFolders, run.subFolders}})
+    for (const auto& [index, value] :
+         {std::pair{CShadow::kCleanOlderFiles, run.clean}, std::pair{CShadow::kCopyNewOnly, run.copyNewOnly},
+          std::pair{CShadow::kCopySubFolders, run.subFolders}})
         parameters->put_Item(index, IPtr<IVariant>::Adopt(IVCreate(value)).Get());
 
     HRESULT started = step->TurnOn();

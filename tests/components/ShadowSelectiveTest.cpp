@@ -11,8 +11,15 @@ namespace {
 // "Shadow" is made from this program's CShadow (or refused) and counted.
 class ShadowHost final : public IComponentCollection {
 public:
-    ShadowHost() : m_real(IPtr<IComponentCollection>::Adopt(GLOBALComponents())) { InitializeModule(nullptr, this); }
-    ~ShadowHost() { InitializeModule(nullptr, m_real.Get()); }
+    // Installed only over a real collection (the host runtime is found from
+    // the build folder).
+    ShadowHost() : m_real(IPtr<IComponentCollection>::Adopt(GLOBALComponents())) {
+        if (m_real) InitializeModule(nullptr, this);
+    }
+    ~ShadowHost() {
+        if (m_real) InitializeModule(nullptr, m_real.Get());
+    }
+    bool Installed() const { return static_cast<bool>(m_real); }
 
     HRESULT QueryInterface(const IID& iid, void** out) override {
         if (iid != IID_IUnknown && iid != IID_IComponentCollection) return *out = nullptr, E_NOINTERFACE;
@@ -47,6 +54,7 @@ private:
 class SelectiveTest : public MirrorTest {
 protected:
     void SetUp() override {
+        ASSERT_TRUE(host.Installed()) << "no host runtime: run from the build folder";
         MirrorTest::SetUp();
         ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
                                                                    selective.OutVoid()));
@@ -79,7 +87,8 @@ protected:
         ASSERT_EQ(S_OK, selective->put_Item(index, ::HostString(text).Get()));
     }
     void SetEntries(const std::vector<std::string>& values) {
-        for (size_t i = 0; i < values.size(); ++i) SetText(CShadowSelective::kFirstEntry + static_cast<int32_t>(i), values[i]);
+        for (size_t i = 0; i < values.size(); ++i)
+            SetText(CShadowSelective::kFirstEntry + static_cast<int32_t>(i), values[i]);
     }
     void SetNumber(int32_t index, int value) {
         ASSERT_EQ(S_OK, selective->put_Item(index, IPtr<IVariant>::Adopt(IVCreate(value)).Get()));
@@ -105,7 +114,8 @@ protected:
     // A result line of less than 1 K: the size in its 12 places, the blank
     // unit, "bytes".
     std::string Result(const char* label, int files, const char* bytes) {
-        return std::string(label) + " " + std::to_string(files) + " Files (" + bytes + "  bytes) on " + dst.string() + " ";
+        return std::string(label) + " " + std::to_string(files) + " Files (" + bytes + "  bytes) on " + dst.string() +
+               " ";
     }
 
     ShadowHost host;
@@ -173,7 +183,8 @@ TEST_F(SelectiveTest, SumsTheFoldersAndWritesTheResultLinesButNotTheResultParame
     // One inner step for the run; its own lines go to the same display.
     EXPECT_EQ(1, host.shadowsMade);
     EXPECT_TRUE(display.Has("Copying: " + (src / "more" / "z.txt").string(), LINE_STATUS));
-    for (int32_t index : {CShadowSelective::kNbCopied, CShadowSelective::kBytesCopied}) EXPECT_EQ("0", TextAt(selective.Get(), index));
+    for (int32_t index : {CShadowSelective::kNbCopied, CShadowSelective::kBytesCopied})
+        EXPECT_EQ("0", TextAt(selective.Get(), index));
 }
 
 TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreNotCreated) {
@@ -197,7 +208,8 @@ TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreN
 TEST_F(SelectiveTest, ParametersAddedAfterTheFortiethAreProcessed) {
     std::vector<std::string> entries(CShadowSelective::kDeclaredEntries, "more");
     SetEntries(entries);
-    ASSERT_EQ(S_OK, selective->Add(::HostString("Extra").Get(), ::HostString("lib/a.cfg").Get(), nullptr, PARAM_TYPE_TEXT));
+    ASSERT_EQ(S_OK,
+              selective->Add(::HostString("Extra").Get(), ::HostString("lib/a.cfg").Get(), nullptr, PARAM_TYPE_TEXT));
     Run();
     EXPECT_EQ("config", Read(dst / "lib" / "a.cfg"));
     EXPECT_EQ("zzz", Read(dst / "more" / "z.txt"));
@@ -217,7 +229,8 @@ TEST_F(SelectiveTest, TheParametersFileRoundTripsWithItsHeaderAndReportsWhatCann
     std::getline(saved, second);
     EXPECT_EQ("<?xml version=\"1.0\"?>", first);
     EXPECT_EQ("<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>", second);
-    for (const std::string& name : Names(root)) EXPECT_FALSE(name.starts_with("list.xml.")) << name; // no work file left
+    for (const std::string& name : Names(root))
+        EXPECT_FALSE(name.starts_with("list.xml.")) << name; // no work file left
     IPtr<IString> text;
     archive->get_Name(text.Out());
     EXPECT_EQ("list.xml", Narrow(text.Get()));

@@ -1,60 +1,30 @@
 // The selective step on real trees: the list and its trims, folder and file
 // entries, failures in the event log, the summed statistics and result
 // lines, parameters a user added, the parameters file, and a stop.
+#include "ConvertHost.h"
 #include "MirrorFixture.h"
 
 #include "components/ShadowSelective.h"
 
 namespace {
 
-// The module's host collection while it lives: the real one, except that
-// "Shadow" is made from this program's CShadow (or refused) and counted.
-class ShadowHost final : public IComponentCollection {
-public:
-    // Installed only over a real collection (the host runtime is found from
-    // the build folder).
-    ShadowHost() : m_real(IPtr<IComponentCollection>::Adopt(GLOBALComponents())) {
-        if (m_real) InitializeModule(nullptr, this);
-    }
-    ~ShadowHost() {
-        if (m_real) InitializeModule(nullptr, m_real.Get());
-    }
-    bool Installed() const { return static_cast<bool>(m_real); }
-
-    HRESULT QueryInterface(const IID& iid, void** out) override {
-        if (iid != IID_IUnknown && iid != IID_IComponentCollection) return *out = nullptr, E_NOINTERFACE;
-        return *out = static_cast<IComponentCollection*>(this), S_OK;
-    }
+// Answers "Shadow" in the module's host collection with a new CShadow of
+// this program, and counts them.
+struct ShadowMaker final : IUnknown {
     uint32_t AddRef() override { return 2; }
     uint32_t Release() override { return 1; }
-    HRESULT get_Count(int32_t* count) override { return m_real->get_Count(count); }
-    HRESULT get_Item(int32_t index, IUnknown** item) override { return m_real->get_Item(index, item); }
-    HRESULT get_Index(IUnknown* key, int32_t* index) override { return m_real->get_Index(key, index); }
-    HRESULT get_ItemName(int32_t index, IString** name) override { return m_real->get_ItemName(index, name); }
-    HRESULT Rename(int32_t index, IString* name) override { return m_real->Rename(index, name); }
-    HRESULT CollectionLock() override { return m_real->CollectionLock(); }
-    HRESULT CollectionUnlock() override { return m_real->CollectionUnlock(); }
-    HRESULT IsCollectionLocked() override { return m_real->IsCollectionLocked(); }
-    HRESULT LoadModule(tagREFString module) override { return m_real->LoadModule(module); }
-    HRESULT CreateComponent(tagREFString name, const IID* iid, void** out) override {
-        if (std::wstring_view(name.m_pString, static_cast<size_t>(name.m_Length)) != L"Shadow")
-            return m_real->CreateComponent(name, iid, out);
-        if (!shadowAvailable) return *out = nullptr, E_FAIL;
-        ++shadowsMade;
-        return CObject<CShadow>::_CreateInstance(nullptr, const_cast<IID*>(iid), out);
+    HRESULT QueryInterface(const IID& iid, void** out) override {
+        ++made;
+        return CObject<CShadow>::_CreateInstance(nullptr, const_cast<IID*>(&iid), out);
     }
-
-    bool shadowAvailable = true;
-    int shadowsMade = 0;
-
-private:
-    IPtr<IComponentCollection> m_real;
+    int made = 0;
 };
 
 class SelectiveTest : public MirrorTest {
 protected:
     void SetUp() override {
-        ASSERT_TRUE(host.Installed()) << "no host runtime: run from the build folder";
+        ASSERT_TRUE(fs::exists("_binARM64/CollectionsEx.so")) << "no host runtime: run from the build folder";
+        host.Answer(L"Shadow", &shadows);
         MirrorTest::SetUp();
         ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
                                                                    selective.OutVoid()));
@@ -118,7 +88,8 @@ protected:
                " ";
     }
 
-    ShadowHost host;
+    ShadowMaker shadows;
+    RoutingCollection host;
     RecordingDisplay display;
     IPtr<IParametersCreatable> selective;
 };
@@ -181,7 +152,7 @@ TEST_F(SelectiveTest, SumsTheFoldersAndWritesTheResultLinesButNotTheResultParame
     EXPECT_EQ((std::vector<std::string>{Result("Copied", 3, "9           "), Result("Deleted", 2, "6           ")}),
               ResultLines());
     // One inner step for the run; its own lines go to the same display.
-    EXPECT_EQ(1, host.shadowsMade);
+    EXPECT_EQ(1, shadows.made);
     EXPECT_TRUE(display.Has("Copying: " + (src / "more" / "z.txt").string(), LINE_STATUS));
     for (int32_t index : {CShadowSelective::kNbCopied, CShadowSelective::kBytesCopied})
         EXPECT_EQ("0", TextAt(selective.Get(), index));
@@ -190,7 +161,7 @@ TEST_F(SelectiveTest, SumsTheFoldersAndWritesTheResultLinesButNotTheResultParame
 TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreNotCreated) {
     fs::remove_all(dst / "lib");
     FailureListener failures;
-    host.shadowAvailable = false; // file entries are still copied
+    host.Answer(L"Shadow", nullptr); // file entries are still copied
     Write(src / "top.cfg", "t");
     SetEntries({"lib/a.cfg\nmissing.txt\ntop.cfg\ndocs"});
     fs::create_directories(dst);

@@ -33,7 +33,7 @@ TEST_F(SelectiveCli, MirrorsTheListedFoldersAndFilesOnly) {
     CliResult r = RunShadow({"selective", At("src"), At("dst"), "docs", "lib/a.cfg", "--verbose"});
     ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
     EXPECT_EQ(TreeListing(At("dst")),
-              (std::vector<std::string>{"docs", "docs/a.txt", "docs/deep", "docs/deep/b.txt", "lib", "lib/a.cfg"}));
+              (std::vector<std::string>{"docs/", "docs/a.txt", "docs/deep/", "docs/deep/b.txt", "lib/", "lib/a.cfg"}));
     EXPECT_EQ(CountOf(r.out, "ShadowSelective: Copied"), 1u) << r.out;
 }
 

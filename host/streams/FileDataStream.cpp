@@ -9,7 +9,7 @@
 #include <cstring>
 #include <limits>
 
-#include "host/streams/WorkFile.h"
+#include "host/base/WorkFile.h"
 #include "host/text/FileNameEncoding.h"
 #include "host/values/HostStrings.h"
 #include "sdk/ScopedHandles.h"

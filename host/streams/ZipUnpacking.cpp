@@ -9,7 +9,7 @@
 #include <set>
 #include <vector>
 
-#include "host/streams/WorkFile.h"
+#include "host/base/WorkFile.h"
 #include "host/streams/ZipHandles.h"
 #include "sdk/ScopedHandles.h"
 

@@ -2,7 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/streams/WorkFile.h"
+#include "host/base/WorkFile.h"
 #include "host/text/FileNameEncoding.h"
 #include "sdk/ScopeExit.h"
 #include "sdk/ScopedHandles.h"

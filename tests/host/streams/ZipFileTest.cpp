@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "host/streams/WorkFile.h"
+#include "host/base/WorkFile.h"
 #include "host/text/FileNameEncoding.h"
 #include "sdk/ScopeExit.h"
 #include "support/HostTestSupport.h"

@@ -1,4 +1,4 @@
-#include "host/streams/WorkFile.h"
+#include "host/base/WorkFile.h"
 
 #include <fcntl.h>
 #include <stdio.h>

@@ -4,11 +4,13 @@ namespace host {
 
 // Defined beside the component each one makes.
 HRESULT CreateSuperCollection(const IID* iid, void** out);
+HRESULT CreateStringCollection(const IID* iid, void** out);
 
 namespace {
 
 constexpr HostComponent kRows[] = {
     {L"SuperCollection", &CreateSuperCollection},
+    {L"StringCollection", &CreateStringCollection},
 };
 
 } // namespace

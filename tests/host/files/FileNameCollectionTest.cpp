@@ -309,6 +309,33 @@ TEST_F(FileNameCollectionTest, OptionsAndSettings) {
     EXPECT_EQ(l.files->put_Extensions(nullptr), S_OK);
 }
 
+// The packaging step's request: every name ("*", kind "FileArchive.File")
+// with options 24 and 22 set lists the files directly in the folder, each
+// with its full path and size; sub-folders and what they hold are steps of
+// their own.
+TEST_F(FileNameCollectionTest, PackagingRequestListsTheFilesOfOneFolder) {
+    File("help.css", 3);
+    File(".hidden", 1);
+    Folder("images");
+    File("images/a.png", 5);
+    IPtr<IExtCollection> ext = NewExtensions({});
+    ASSERT_EQ(ext->AddExtension(REFLiteral(L"*"), REFLiteral(L"FileArchive.File")), S_OK);
+    Listing l = NewListing(Root(), 0, ext.Get());
+    l.files->put_Option(24, 1);
+    l.files->put_Option(22, 1);
+    ASSERT_EQ(l.files->Scan(), S_OK);
+    EXPECT_EQ(Names(l.items.Get()), (Names_{L".hidden", L"help.css"}));
+    EXPECT_EQ(AttributeOf(l.items.Get(), 1, FILE_ATTRIBUTE_SIZE), 3);
+    IPtr<IString> path;
+    ASSERT_EQ(ItemAt(l.items.Get(), 1).Query<IFileArchive>()->get_Filename(path.Out()), S_OK);
+    EXPECT_EQ(host::ToWide(path.Get()), host::FileNameToWide(Path("help.css")));
+    for (int32_t option : {24, 22}) {
+        int32_t value = 0;
+        EXPECT_EQ(l.files->get_Option(option, &value), S_OK);
+        EXPECT_EQ(value, 1) << option;
+    }
+}
+
 TEST_F(FileNameCollectionTest, EntriesOutliveARescan) {
     File("first", 1);
     Listing l = NewListing(Root());

@@ -1,5 +1,6 @@
 #include "host/runtime/ComponentString.h"
 
+#include "host/runtime/ComponentUse.h"
 #include "host/runtime/GlobalComponentCollection.h"
 #include "host/runtime/ModuleLoader.h"
 
@@ -11,6 +12,7 @@ HRESULT ComponentString::SetField(int32_t field, tagREFString text) {
                                            : std::wstring();
     std::lock_guard<std::mutex> lock(m_mutex);
     m_builtIn = nullptr;
+    m_notedIn.store(0, std::memory_order_relaxed);
     switch (field) {
     case COMPONENT_FIELD_NAME: m_name.swap(value); return S_OK;
     case COMPONENT_FIELD_MODULE: m_module.swap(value); return S_OK;
@@ -46,13 +48,32 @@ HRESULT ComponentString::CreateInstance(const IID* iid, void** out) {
             module = m_module;
         }
     }
-    if (builtIn) return builtIn(iid, out);
-    if (name.empty() || IsHostModuleName(module)) return E_FAIL;
-    CreatorFunction creator = ModuleCreator(module, name, GlobalCollection());
-    if (!creator) return E_FAIL;
-    // Module creators take a changeable identifier; hand them a copy.
-    IID wanted = iid ? *iid : IID_IUnknown;
-    return creator(nullptr, &wanted, out);
+    HRESULT hr = E_FAIL;
+    if (builtIn) {
+        hr = builtIn(iid, out);
+    } else if (!name.empty() && !IsHostModuleName(module)) {
+        if (CreatorFunction creator = ModuleCreator(module, name, GlobalCollection())) {
+            // Module creators take a changeable identifier; hand them a copy.
+            IID wanted = iid ? *iid : IID_IUnknown;
+            hr = creator(nullptr, &wanted, out);
+        }
+    }
+    if (SUCCEEDED(hr) && *out) NoteUse();
+    return hr;
+}
+
+void ComponentString::NoteUse() {
+    // Only the first instance of each string takes the record's lock: host
+    // code makes strings by the thousand through one component string.
+    const uint64_t generation = ComponentUseGeneration();
+    if (m_notedIn.exchange(generation, std::memory_order_relaxed) == generation) return;
+    std::wstring name, module;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        name = m_name;
+        module = m_module;
+    }
+    NoteComponentUse(name, module);
 }
 
 IPtr<IComponentString> NewComponentString(std::wstring name, std::wstring module) {

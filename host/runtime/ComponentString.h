@@ -2,6 +2,7 @@
 // that makes it (field 4), and makes instances of it.
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <string>
 
@@ -24,9 +25,12 @@ public:
     HRESULT SetField(int32_t field, tagREFString text) override;
     HRESULT GetField(int32_t field, tagREFString* text) override;
     // E_FAIL when the component is unknown or its module cannot be loaded.
+    // Each instance made is a use of the component (ComponentUse.h).
     HRESULT CreateInstance(const IID* iid, void** out) override;
 
 private:
+    void NoteUse();
+
     std::mutex m_mutex;
     std::wstring m_name;
     std::wstring m_module;
@@ -34,6 +38,10 @@ private:
     // a field changes: host code makes strings by the thousand through one
     // component string.
     HostCreator m_builtIn = nullptr;
+    // The generation of the use record (ComponentUse.h) under which this
+    // string's component was noted as used; 0 when not noted, and again
+    // after a field changes.
+    std::atomic<uint64_t> m_notedIn{0};
 };
 
 IPtr<IComponentString> NewComponentString(std::wstring name, std::wstring module);

@@ -7,6 +7,7 @@ HRESULT CreateModuleLoadError(const IID* iid, void** out);
 HRESULT CreateGlobalCollection(const IID* iid, void** out);
 HRESULT CreateComponentString(const IID* iid, void** out);
 HRESULT CreateActiveWorkspace(const IID* iid, void** out);
+HRESULT CreateActiveComponentCollection(const IID* iid, void** out);
 
 namespace {
 
@@ -15,6 +16,7 @@ constexpr HostComponent kRows[] = {
     {L"GlobalComponentCollection", &CreateGlobalCollection},
     {L"ComponentString", &CreateComponentString},
     {L"ActiveWorkspace", &CreateActiveWorkspace},
+    {L"ActiveComponentCollection", &CreateActiveComponentCollection},
 };
 
 } // namespace

@@ -12,8 +12,9 @@
 #include "components/STREAMConvert.h"
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
-#include "components/ShadowVelmix.h"
 #include "components/ShadowSelective.h"
+#include "components/ShadowVelmix.h"
+#include "components/ShadowVelmixList.h"
 #include "components/URLGet.h"
 
 // Null until the host calls InitializeModule; released at unload.
@@ -57,6 +58,7 @@ struct ComponentRow {
 //   "URLGet"            CURLGet
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+    {&IObjectInfoImpl<CShadowVelmixList>::m_ObjectName, &CObject<CShadowVelmixList>::_CreateInstance},
     {&IObjectInfoImpl<CShadowVelmix>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
     {&IObjectInfoImpl<CShadowSelective>::m_ObjectName, &CObject<CShadowSelective>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},

@@ -1,5 +1,7 @@
 #include "components/ShadowVelmix.h"
 
+#include <cerrno>
+
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -268,6 +270,9 @@ void CShadowVelmix::CopyFolderFiles(Run& run, const std::wstring& relative) {
     if (FAILED(names->Scan())) {
         OSError error;
         names->get_Option(FILENAME_OPTION_SCAN_ERROR, &error.code);
+        // A common tree need not have every one of the folders: one that is
+        // not there has nothing to copy.
+        if (error.code == ENOENT) return;
         if (!error.Failed()) error.reason = "the folder cannot be listed";
         m_Failures.Record("cannot list folder", REFOf(from), error);
         return;

@@ -49,6 +49,19 @@ TEST_F(PackageCli, AssemblesTheReleaseAndAManifestThatChecks) {
     EXPECT_EQ(std::system(check.c_str()), 0) << ReadFile(At("release.sha256"));
 }
 
+TEST_F(PackageCli, TheListOfTheModulesInUseIsWhatThePackagerReads) {
+    fs::remove_all(At("product/_binARM64"));
+    WriteFile(At("product/_binARM64/Shadow.so"), "module");
+    WriteFile(At("product/_binARM64/CollectionsEx.so"), "runtime");
+    CliResult listed = RunShadow({"run", "ShadowVelmixList", "FileName=" + At("in-use.csv")});
+    ASSERT_EQ(listed.exitCode, 0) << listed.out << listed.err;
+    CliResult r = RunShadow({"package", "--csv", At("in-use.csv"), "--source", At("product"), "--common",
+                             At("common"), "--dest", At("release"), "--os", "ARM64"});
+    ASSERT_EQ(r.exitCode, 0) << r.out << r.err;
+    EXPECT_EQ(TreeListing(At("release/_binARM64")), (std::vector<std::string>{"CollectionsEx.so", "Shadow.so"}))
+        << ReadFile(At("in-use.csv"));
+}
+
 TEST_F(PackageCli, RefusesUnknownPlatformsAndMissingInputs) {
     EXPECT_EQ(Package("solaris").exitCode, 2);
     fs::remove(At("components.csv"));

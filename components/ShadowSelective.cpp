@@ -192,7 +192,30 @@ HRESULT CShadowSelective::Execute(CStopEvent* stop) {
     return S_OK;
 }
 
+namespace {
+
+// An entry names a place below both roots: not absolute, no ".." part. A
+// list file is text anyone may edit; one that reaches out of a root is
+// refused rather than followed.
+bool StaysBelowTheRoots(std::wstring_view entry) {
+    if (!entry.empty() && entry.front() == L'/') return false;
+    size_t start = 0;
+    while (start <= entry.size()) {
+        size_t end = entry.find(L'/', start);
+        if (end == std::wstring_view::npos) end = entry.size();
+        if (entry.substr(start, end - start) == L"..") return false;
+        start = end + 1;
+    }
+    return true;
+}
+
+} // namespace
+
 void CShadowSelective::MirrorEntry(Run& run, std::wstring_view entry) {
+    if (!StaysBelowTheRoots(entry)) {
+        m_Failures.Record("refused entry", REFOf(std::wstring(entry)), "it leaves the roots (absolute, or \"..\")");
+        return;
+    }
     const std::wstring source = Join(ViewOf(run.sourceRoot.Get()), entry);
     const std::wstring destination = Join(ViewOf(run.destinationRoot.Get()), entry);
     if (OSVerify(REFOf(source)) == 1) {

@@ -163,7 +163,7 @@ TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreN
     FailureListener failures;
     host.Answer(L"Shadow", nullptr); // file entries are still copied
     Write(src / "top.cfg", "t");
-    SetEntries({"lib/a.cfg\nmissing.txt\ntop.cfg\ndocs"});
+    SetEntries({"lib/a.cfg\nmissing.txt\ntop.cfg\ndocs\n../outside.cfg"});
     fs::create_directories(dst);
     Run();
     EXPECT_FALSE(fs::exists(dst / "lib"));
@@ -172,6 +172,7 @@ TEST_F(SelectiveTest, FailedFileEntriesGoToTheEventLogOnlyAndFolderlessFilesAreN
     EXPECT_EQ(1u, failures.Count("cannot copy " + (src / "lib" / "a.cfg").string()));
     EXPECT_EQ(1u, failures.Count("cannot copy " + (src / "missing.txt").string()));
     EXPECT_EQ(1u, failures.Count("cannot create Shadow"));
+    EXPECT_EQ(1u, failures.Count("refused entry ../outside.cfg"));
     EXPECT_EQ((std::vector<std::string>{Result("Copied", 0, "0           ")}), ResultLines());
     for (const auto& line : display.Lines()) EXPECT_NE(LINE_ERROR, line.kind) << line.text;
 }

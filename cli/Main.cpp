@@ -9,7 +9,7 @@
 namespace {
 
 int Dispatch(const cli::Arguments& args) {
-    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, selective, package, run, list, convert, get");
+    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert, get, selective, package");
     const std::string& command = args[0];
     cli::Arguments rest(args.begin() + 1, args.end());
     if (cli::IsHelpOption(command) || command == "help") {
@@ -23,7 +23,7 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "get") return cli::GetCommand(rest);
     if (command == "selective") return cli::SelectiveCommand(rest);
     if (command == "package") return cli::PackageCommand(rest);
-    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, selective, package, run, list, convert, get");
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert, get, selective, package");
 }
 
 } // namespace

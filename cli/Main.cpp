@@ -2,14 +2,17 @@
 // components through the host runtime.
 #include <cstdio>
 #include <exception>
+#include <string>
 
 #include "cli/CliError.h"
 #include "cli/Commands.h"
 
 namespace {
 
+constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package";
+
 int Dispatch(const cli::Arguments& args) {
-    if (args.empty()) throw cli::UsageError("missing command; valid commands: mirror, run, list, convert, get, selective, package");
+    if (args.empty()) throw cli::UsageError(std::string("missing command; valid commands: ") + kCommands);
     const std::string& command = args[0];
     cli::Arguments rest(args.begin() + 1, args.end());
     if (cli::IsHelpOption(command) || command == "help") {
@@ -23,7 +26,7 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "get") return cli::GetCommand(rest);
     if (command == "selective") return cli::SelectiveCommand(rest);
     if (command == "package") return cli::PackageCommand(rest);
-    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: mirror, run, list, convert, get, selective, package");
+    throw cli::UsageError("unknown command \"" + command + "\"; valid commands: " + kCommands);
 }
 
 } // namespace

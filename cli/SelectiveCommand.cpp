@@ -129,8 +129,8 @@ int SelectiveCommand(const Arguments& args) {
     auto parameters = step.Query<IParameters>();
     if (!parameters) throw Failure("the ShadowSelective step has no parameters");
     if (!o.load.empty() && FAILED(ParametersFile(step.Get(), o.load, *runtime)->Load()))
-        throw Failure("cannot load the list " + o.load + (failures.Failures().empty() ? "" : ": " +
-                                                                                          failures.Failures().front()));
+        throw Failure("cannot load the list " + o.load +
+                      (failures.Failures().empty() ? "" : ": " + failures.Failures().front()));
 
     const std::vector<ParameterInfo> all = ReadParameters(parameters.Get());
     if (o.positional.size() >= 2) {
@@ -144,7 +144,8 @@ int SelectiveCommand(const Arguments& args) {
     if (!entries.empty()) PutEntries(*runtime, parameters.Get(), entries);
 
     if (!o.save.empty()) {
-        if (FAILED(ParametersFile(step.Get(), o.save, *runtime)->Save())) throw Failure("cannot save the list " + o.save);
+        if (FAILED(ParametersFile(step.Get(), o.save, *runtime)->Save()))
+            throw Failure("cannot save the list " + o.save);
         std::printf("saved %s\n", o.save.c_str());
         if (o.noRun) return EXIT_SUCCESS_CODE;
     }

@@ -23,7 +23,9 @@ HRESULT ComponentString::SetField(int32_t field, tagREFString text) {
 HRESULT ComponentString::GetField(int32_t field, tagREFString* text) {
     if (!text) return E_POINTER;
     std::lock_guard<std::mutex> lock(m_mutex);
-    std::wstring* value = field == COMPONENT_FIELD_NAME ? &m_name : field == COMPONENT_FIELD_MODULE ? &m_module : nullptr;
+    std::wstring* value = field == COMPONENT_FIELD_NAME     ? &m_name
+                          : field == COMPONENT_FIELD_MODULE ? &m_module
+                                                            : nullptr;
     if (!value) {
         *text = tagREFString{0, nullptr};
         return E_INVALIDARG;

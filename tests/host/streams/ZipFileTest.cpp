@@ -106,7 +106,8 @@ TEST(ZipFile, FolderRoundTripsThroughAStream) {
     WriteFile(dir / "out.zip", Content(stream.Get()));
     ASSERT_EQ(RunProgram({"/usr/bin/python3", "-m", "zipfile", "-l", dir / "out.zip"}, dir / "list"), 0);
     const std::string listing = ReadFile(dir / "list");
-    for (const char* name : {"a/b/deep.txt", "empty", "big.bin"}) EXPECT_NE(listing.find(name), std::string::npos) << listing;
+    for (const char* name : {"a/b/deep.txt", "empty", "big.bin"})
+        EXPECT_NE(listing.find(name), std::string::npos) << listing;
     EXPECT_EQ(listing.find("link"), std::string::npos) << listing;
     // Another reader inflates the same bytes.
     ASSERT_EQ(RunProgram({"/usr/bin/python3", "-m", "zipfile", "-e", dir / "out.zip", dir / "py"}, dir / "log"), 0);

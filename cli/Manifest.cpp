@@ -1,52 +1,40 @@
 #include "cli/Manifest.h"
 
 #include <dirent.h>
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <openssl/evp.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "cli/CliError.h"
+#include "cli/FileStreams.h"
 #include "cli/FolderChecks.h"
+#include "cli/HostRuntime.h"
 #include "sdk/ScopedHandles.h"
 
 namespace cli {
 
 namespace {
 
-struct DigestFree {
-    void operator()(EVP_MD_CTX* context) const { EVP_MD_CTX_free(context); }
-};
-
 std::string Reason(const std::string& what) { return what + ": " + std::strerror(errno); }
 
-std::string Sha256(const std::string& path) {
-    ScopedFD file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
-    if (!file.IsOpen()) throw Failure(Reason("cannot read " + path));
-    std::unique_ptr<EVP_MD_CTX, DigestFree> context(EVP_MD_CTX_new());
-    if (!context || EVP_DigestInit_ex(context.get(), EVP_sha256(), nullptr) != 1)
-        throw Failure("SHA-256 is not available");
-    std::vector<unsigned char> buffer(1 << 20);
-    for (;;) {
-        const ssize_t n = ::read(file.Get(), buffer.data(), buffer.size());
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) throw Failure(Reason("cannot read " + path));
-        if (n == 0) break;
-        EVP_DigestUpdate(context.get(), buffer.data(), static_cast<size_t>(n));
-    }
+// The file's SHA-256 in hexadecimal, over the host's mapping of it.
+std::string Sha256(const HostRuntime& runtime, const std::string& path) {
+    IPtr<IFileDataStream> file = OpenFileStream(runtime, path);
+    void* data = nullptr;
+    unsigned long size = 0;
+    file->GetStream(&data, &size);
     unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    EVP_DigestFinal_ex(context.get(), digest, &size);
+    unsigned int length = 0;
+    if (EVP_Digest(size ? data : "", size, digest, &length, EVP_sha256(), nullptr) != 1)
+        throw Failure("SHA-256 is not available");
     static const char hex[] = "0123456789abcdef";
     std::string text;
-    for (unsigned int i = 0; i < size; ++i) {
+    for (unsigned int i = 0; i < length; ++i) {
         text += hex[digest[i] >> 4];
         text += hex[digest[i] & 15];
     }
@@ -79,40 +67,21 @@ std::string Line(const std::string& hash, const std::string& path) {
 
 } // namespace
 
-void WriteManifest(const std::string& folder, const std::string& path) {
+void WriteManifest(const HostRuntime& runtime, const std::string& folder, const std::string& path) {
     const std::string root = WithoutTrailingSlash(AbsolutePath(folder));
     const std::string target = AbsolutePath(path);
     std::vector<std::string> files;
     Collect(root, "", files);
     std::sort(files.begin(), files.end());
 
-    const std::string work = target + ".part";
     std::string text;
-    for (const std::string& file : files) {
-        const std::string full = root + "/" + file;
-        if (full == target || full == work) continue;
-        text += Line(Sha256(full), file);
-    }
-    ScopedFD out(::open(work.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666));
-    if (!out.IsOpen()) throw Failure(Reason("cannot write " + work));
-    const char* data = text.data();
-    size_t left = text.size();
-    while (left > 0) {
-        const ssize_t n = ::write(out.Get(), data, left);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) {
-            const std::string why = Reason("cannot write " + work);
-            ::unlink(work.c_str());
-            throw Failure(why);
-        }
-        data += n;
-        left -= static_cast<size_t>(n);
-    }
-    if (::fsync(out.Get()) != 0 || ::rename(work.c_str(), target.c_str()) != 0) {
-        const std::string why = Reason("cannot write " + target);
-        ::unlink(work.c_str());
-        throw Failure(why);
-    }
+    for (const std::string& file : files)
+        if (root + "/" + file != target) text += Line(Sha256(runtime, root + "/" + file), file);
+    auto stream = runtime.Create<IDataStream>(L"DataStream");
+    unsigned int written = 0;
+    if (!stream || FAILED(stream->Write(text.data(), static_cast<unsigned int>(text.size()), &written)))
+        throw Failure("cannot hold the manifest in memory");
+    SaveStreamToFile(runtime, stream.Get(), target);
 }
 
 } // namespace cli

@@ -9,9 +9,12 @@
 
 namespace cli {
 
-// Writes the list of `folder` to `path` through a work file renamed into
-// place. `path` itself is left out of the list when it lies in the tree.
-// Throws a failure naming the file that cannot be read or written.
-void WriteManifest(const std::string& folder, const std::string& path);
+class HostRuntime;
+
+// Writes the list of `folder` to `path` through the host's "File" stream (a
+// work file renamed into place). `path` itself is left out of the list when
+// it lies in the tree. Throws a failure naming the file that cannot be read
+// or written.
+void WriteManifest(const HostRuntime& runtime, const std::string& folder, const std::string& path);
 
 } // namespace cli

@@ -118,7 +118,7 @@ int PackageCommand(const Arguments& args) {
     StepOutcome outcome = RunStep(step.Get(), monitor.Get());
     const int code = ExitCodeOf(outcome, monitor.Get(), "package", &failures, o.verbose);
     if (code == EXIT_SUCCESS_CODE && !o.manifest.empty()) {
-        WriteManifest(destination, o.manifest);
+        WriteManifest(*runtime, destination, o.manifest);
         std::printf("manifest %s (check with: cd %s && sha256sum -c %s)\n", o.manifest.c_str(), destination.c_str(),
                     AbsolutePath(o.manifest).c_str());
     }

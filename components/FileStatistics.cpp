@@ -8,10 +8,7 @@ namespace {
 // A terminated copy of a view: the format's "%*ls" prints the whole
 // terminated text, so a view into a longer text must be cut first. A
 // negative length counts as 0.
-std::wstring Terminated(const CREFString& view) {
-    if (view.m_Length <= 0 || !view.m_pString) return {};
-    return std::wstring(view.m_pString, static_cast<size_t>(view.m_Length));
-}
+std::wstring Terminated(const CREFString& view) { return std::wstring(REFView(view)); }
 } // namespace
 
 HRESULT CFileStatistics::GetInfoString(CREFString destination, CREFString label, IString** result) const {

@@ -14,10 +14,6 @@ constexpr char kHeader[] = "<?xml version=\"1.0\"?>\n"
                            "<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>\n"
                            "<Parameters/>\n";
 
-tagREFString REFOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
 std::string Utf8(std::wstring_view text) {
     int length = 0;
     const std::unique_ptr<char[]> bytes(_IS2A(REFOf(text), &length));
@@ -50,8 +46,6 @@ HRESULT ReportOpenFailure(std::wstring_view path, IUnknown* stream, IUnknown* di
     return E_FAIL;
 }
 
-IPtr<IString> HostText(std::wstring_view text) { return IPtr<IString>::Adopt(ISCreate(REFOf(text))); }
-
 } // namespace
 
 std::wstring_view PARAMFILEName(std::wstring_view path) {
@@ -66,7 +60,7 @@ HRESULT PARAMFILESave(CParametersCore& parameters, std::wstring_view path, IUnkn
     unsigned int written = 0;
     stream->Write(kHeader, sizeof kHeader - 1, &written);
     parameters.Params_SaveXML(stream.Get(), PARAMS_COMPACT);
-    if (path.empty() || FAILED(file->put_Filename(HostText(path).Get())) || FAILED(file->Save()))
+    if (path.empty() || FAILED(file->put_Filename(ISMake(path).Get())) || FAILED(file->Save()))
         return ReportOpenFailure(path, stream.Get(), display, title);
     return S_OK;
 }
@@ -78,7 +72,7 @@ IPtr<IXMLStream> PARAMFILERead(std::wstring_view path, IUnknown* display, const 
         ReportOpenFailure(path, nullptr, display, title);
         return {};
     }
-    if (path.empty() || FAILED(file->put_Filename(HostText(path).Get())) || FAILED(file->Load())) {
+    if (path.empty() || FAILED(file->put_Filename(ISMake(path).Get())) || FAILED(file->Load())) {
         ReportOpenFailure(path, document.Get(), display, title);
         return {};
     }

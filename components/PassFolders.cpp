@@ -8,11 +8,6 @@
 
 namespace {
 
-std::wstring_view ViewOf(const CREFString& text) {
-    return text.m_Length > 0 ? std::wstring_view(text.m_pString, static_cast<size_t>(text.m_Length))
-                             : std::wstring_view();
-}
-
 bool StillThere(const PassFolders::Level& level) {
     OSFolderIdentity now;
     return OSFolderIdentityAt(level.source.c_str(), &now) && now == level.sourceIdentity;
@@ -21,7 +16,7 @@ bool StillThere(const PassFolders::Level& level) {
 } // namespace
 
 PassFolders::Level& PassFolders::Enter(const CREFString& destination) {
-    const std::wstring_view path = ViewOf(destination);
+    const std::wstring_view path = REFView(destination);
     Level& level = m_levels.emplace_back();
     level.destination.assign(path);
 

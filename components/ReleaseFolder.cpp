@@ -8,10 +8,6 @@
 
 namespace {
 
-tagREFString REFOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
 // The next step of a relative path, and the rest after its "/". Empty steps
 // (doubled or trailing slashes) and "." are passed over by the callers.
 std::wstring_view NextStep(std::wstring_view& rest) {

@@ -22,18 +22,6 @@ constexpr int kTurnOnAttempts = 1000;
 // The name under which the display is handed to the inner step.
 constexpr wchar_t kDisplaySource[] = L"LineDisplay";
 
-tagREFString REFOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
-std::wstring_view ViewOf(IString* text) {
-    const CREFString view(text);
-    return view.m_Length > 0 && view.m_pString ? std::wstring_view(view.m_pString, static_cast<size_t>(view.m_Length))
-                                               : std::wstring_view();
-}
-
-IPtr<IString> NewString(std::wstring_view text) { return IPtr<IString>::Adopt(ISCreate(REFOf(text))); }
-
 // At the end of a value and of a line: anything up to the blank, DEL and
 // 255 (pasted text carries line ends, NULs and stray bytes there).
 bool SkippedAtBack(wchar_t c) { return c <= 0x20 || c == 0x7F || c == 0xFF; }
@@ -150,7 +138,7 @@ HRESULT CShadowSelective::Execute(CStopEvent* stop) {
     m_DeleteStatistics.Clear();
     ScopeExit flush([this] { m_Failures.Flush(); });
 
-    const std::wstring_view destinationRoot = ViewOf(run.destinationRoot.Get());
+    const std::wstring_view destinationRoot = ISView(run.destinationRoot.Get());
     // Without a destination root every entry would land at the top of the
     // file system: nothing is mirrored, as the inner step refuses an empty
     // destination too.
@@ -165,7 +153,7 @@ HRESULT CShadowSelective::Execute(CStopEvent* stop) {
             if (FAILED(get_ItemVariant(index, value.Out())) || !value || (!value->IsString() && !value->IsNumber()))
                 break;
             IPtr<IString> text = IPtr<IString>::Adopt(ISCreate(value.Get()));
-            const std::wstring_view entries = TrimEnd(ViewOf(text.Get()));
+            const std::wstring_view entries = TrimEnd(ISView(text.Get()));
             // The first parameter without an entry ends the list.
             if (entries.empty() || CStopEvent::Requested(stop)) break;
             size_t start = 0;
@@ -216,10 +204,10 @@ void CShadowSelective::MirrorEntry(Run& run, std::wstring_view entry) {
         m_Failures.Record("refused entry", REFOf(std::wstring(entry)), "it leaves the roots (absolute, or \"..\")");
         return;
     }
-    const std::wstring source = Join(ViewOf(run.sourceRoot.Get()), entry);
-    const std::wstring destination = Join(ViewOf(run.destinationRoot.Get()), entry);
+    const std::wstring source = Join(ISView(run.sourceRoot.Get()), entry);
+    const std::wstring destination = Join(ISView(run.destinationRoot.Get()), entry);
     if (OSVerify(REFOf(source)) == 1) {
-        if (run.inner) MirrorFolder(run, NewString(source).Get(), NewString(destination).Get());
+        if (run.inner) MirrorFolder(run, ISMake(source).Get(), ISMake(destination).Get());
         return;
     }
     // A file, or a path that does not open: copied without statistics and

@@ -13,15 +13,6 @@
 
 namespace {
 
-tagREFString REFOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
-std::wstring TextOf(IString* text) {
-    const CREFString view(text);
-    return view.m_Length > 0 ? std::wstring(view.m_pString, static_cast<size_t>(view.m_Length)) : std::wstring();
-}
-
 std::wstring Join(std::wstring_view folder, std::wstring_view name) {
     std::wstring path(folder);
     path.push_back(L'/');
@@ -104,7 +95,7 @@ void CShadowVelmix::Line(IUILineDisplayable* sink, std::wstring_view text, uint3
 }
 
 std::wstring CShadowVelmix::Slashed(int32_t index, IString* text) {
-    std::wstring value = TextOf(text);
+    std::wstring value(ISView(text));
     if (value.find(L'\\') == std::wstring::npos) return value;
     std::replace(value.begin(), value.end(), L'\\', L'/');
     IPtr<IString> stored = IPtr<IString>::Adopt(ISCreate(REFOf(value)));
@@ -133,7 +124,7 @@ HRESULT CShadowVelmix::Execute(CStopEvent* stop) {
     const std::wstring csvPath = Slashed(kSourceCSV, csv.Get());
     // An empty common tree is the current folder, not the file system's
     // root that "" + "/icons" would name.
-    run.common = TextOf(common.Get());
+    run.common = std::wstring(ISView(common.Get()));
     if (run.common.empty()) run.common = L".";
 
     Line(run.sink, L"Creating Lists");
@@ -279,7 +270,7 @@ void CShadowVelmix::CopyFolderFiles(Run& run, const std::wstring& relative) {
     }
     const FileListing files(names.Query<ISuperCollection>());
     for (int32_t i = 0; i < files.Count() && !CStopEvent::Requested(run.stop); ++i) {
-        const std::wstring name = TextOf(files.Name(i).Get());
+        const std::wstring name(ISView(files.Name(i).Get()));
         const std::wstring source = Join(from, name);
         Line(run.sink, L"Copying: " + source);
         CopyInto(run, source, relative.empty() ? name : Join(relative, name), false);

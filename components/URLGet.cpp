@@ -24,13 +24,6 @@ constexpr int32_t kTimeoutFlags = PARAM_TYPE_INTEGER;
 // The link's transfer runs in the background; Execute polls it.
 constexpr useconds_t kPollMicroseconds = 5000;
 
-std::wstring_view ViewOf(const tagREFString& text) {
-    return text.m_Length > 0 && text.m_pString ? std::wstring_view(text.m_pString, static_cast<size_t>(text.m_Length))
-                                               : std::wstring_view();
-}
-
-std::wstring_view ViewOf(IString* text) { return ViewOf(CREFString(text)); }
-
 // Pasted names often carry white space, control characters and the first
 // characters of byte-order marks (254, 239) in front.
 bool SkippedInFront(wchar_t c) { return std::iswspace(c) || std::iswcntrl(c) || c == 0xFE || c == 0xEF; }
@@ -48,12 +41,6 @@ std::wstring_view Trim(std::wstring_view text) {
     return text;
 }
 
-tagREFString REFOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
-IPtr<IString> NewString(std::wstring_view text) { return IPtr<IString>::Adopt(ISCreate(REFOf(text))); }
-
 IPtr<IVariant> NewNumber(int value) { return IPtr<IVariant>::Adopt(IVCreate(value)); }
 
 // The full URL: a name that starts like "http://" (compared case-blind over
@@ -62,7 +49,7 @@ IPtr<IVariant> NewNumber(int value) { return IPtr<IVariant>::Adopt(IVCreate(valu
 // workspace extension when it has none.
 std::wstring FullURL(std::wstring_view trimmed) {
     if (SUCCEEDED(CREFString(REFOf(trimmed)).CompareI(REFLiteral(kHttp), 0))) return std::wstring(trimmed);
-    std::wstring url(ViewOf(gDefaultURL));
+    std::wstring url(REFView(gDefaultURL));
     url.append(trimmed);
     if (trimmed.find(L'.') == std::wstring_view::npos) url.append(L".").append(kWorkspaceExtension);
     return url;
@@ -140,14 +127,14 @@ HRESULT CURLGet::GetPages(int32_t, INamedCollection** pages, IUnknown**) {
 
 IPtr<IString> CURLGet::ParameterString(int32_t index) {
     IPtr<IVariant> value;
-    if (FAILED(get_ItemVariant(index, value.Out())) || !value) return NewString({});
+    if (FAILED(get_ItemVariant(index, value.Out())) || !value) return ISMake({});
     return IPtr<IString>::Adopt(ISCreate(value.Get()));
 }
 
 void CURLGet::Line(IUILineDisplayable* display, std::wstring_view text, uint32_t kind) {
     if (!display) return;
     IPtr<IString> title = IPtr<IString>::Adopt(ISCreate(m_ObjectName));
-    IPtr<IString> line = NewString(text);
+    IPtr<IString> line = ISMake(text);
     display->DisplayLine(title.Get(), line.Get(), kind);
 }
 
@@ -165,7 +152,7 @@ HRESULT CURLGet::TurnOn() {
     IPtr<IUILineDisplayable> display = QueryAs<IUILineDisplayable>(InputValue(0).Get());
     if (!display) {
         display = CreateHostObject<IUILineDisplayable>(L"MessageWindow");
-        if (display) Line(display.Get(), UrlWithoutCredentials(ViewOf(ParameterString(kURL).Get())), LINE_STATUS);
+        if (display) Line(display.Get(), UrlWithoutCredentials(ISView(ParameterString(kURL).Get())), LINE_STATUS);
     }
     // Set before the worker starts; Execute lets it go at its end.
     m_Display.Set(std::move(display));
@@ -185,15 +172,15 @@ HRESULT CURLGet::Progress(IUnknown*, int32_t received, int32_t total, IUnknown*)
 
 HRESULT CURLGet::Execute(CStopEvent*) {
     IPtr<IString> urlText = ParameterString(kURL);
-    const std::wstring url = FullURL(Trim(ViewOf(urlText.Get())));
+    const std::wstring url = FullURL(Trim(ISView(urlText.Get())));
     const std::wstring_view fileName = AfterLastSlash(url);
 
     IPtr<IString> cacheText = ParameterString(kCacheLocation);
-    std::wstring cache(Trim(ViewOf(cacheText.Get())));
+    std::wstring cache(Trim(ISView(cacheText.Get())));
     if (cache.empty()) {
         IPtr<IString> install;
         FILENAMEGetInstallPath(install.Out());
-        cache.assign(ViewOf(install.Get())).append(L"/").append(kCacheFolder);
+        cache.assign(ISView(install.Get())).append(L"/").append(kCacheFolder);
     }
     EnsureFolder(cache);
     const std::wstring localPath = cache + L"/" + std::wstring(fileName);
@@ -223,8 +210,8 @@ HRESULT CURLGet::Execute(CStopEvent*) {
     IPtr<IURLLink> link = CreateHostObject<IURLLink>(L"URLLink");
     if (link) {
         link->put_Scheme(scheme.Get());
-        link->put_LocalFile(NewString(localPath).Get());
-        link->put_URL(NewString(url).Get());
+        link->put_LocalFile(ISMake(localPath).Get());
+        link->put_URL(ISMake(url).Get());
         link->Start(0, 0, 1);
         // The step ends only when the link does: the stop request is not
         // consulted here (the link's own IStep stops a transfer).
@@ -254,11 +241,11 @@ void CURLGet::Deliver(const std::wstring& localPath) {
 
     if (run != 0) {
         IPtr<IString> argText = ParameterString(kArg);
-        const std::wstring_view arg = TrimFront(ViewOf(argText.Get()));
+        const std::wstring_view arg = TrimFront(ISView(argText.Get()));
         std::wstring commandLine = localPath;
         if (!arg.empty()) commandLine.append(L" ").append(arg);
         if (RunsAsWorkspace(commandLine))
-            if (IPtr<IOSUtils> os = CreateHostObject<IOSUtils>(L"OSUtils")) os->Run(NewString(commandLine).Get());
+            if (IPtr<IOSUtils> os = CreateHostObject<IOSUtils>(L"OSUtils")) os->Run(ISMake(commandLine).Get());
         put_Item(kFileObject, NewNumber(0).Get());
         return;
     }

@@ -44,6 +44,10 @@ IString* ISCreate(const wchar_t* text) {
 
 IString* ISCreate(const tagREFString& text) { return MakeString(text.m_pString, text.m_Length); }
 
+std::wstring_view ISView(IString* text) { return REFView(CREFString(text)); }
+
+IPtr<IString> ISMake(std::wstring_view text) { return IPtr<IString>::Adopt(ISCreate(REFOf(text))); }
+
 IString* ISCreate(const char* utf8, int bytes) {
     IPtr<ICreatableString> s = IPtr<ICreatableString>::Adopt(CREFString::CreateString());
     if (!s) return nullptr;

@@ -17,6 +17,11 @@
 // shortest text that reads back to the same value (0.25, 1500, 1e-07).
 [[nodiscard]] IString* ISCreate(IVariant* value, short decimals);
 
+// The text of a host string as a standard view (empty for null), valid
+// while the string lives; and a new host string held by the result.
+std::wstring_view ISView(IString* text);
+IPtr<IString> ISMake(std::wstring_view text);
+
 // Host variant makers: a new variant with one reference, or null.
 [[nodiscard]] IVariant* IVCreate(IString* value);
 [[nodiscard]] IVariant* IVCreate(int value);

@@ -17,24 +17,13 @@ constexpr int32_t kRegistryBuffer = 178;
 
 constexpr std::wstring_view kInstallToken = L"[InstallPath]";
 
-std::wstring_view ViewOf(const tagREFString& text) {
-    if (text.m_Length <= 0 || !text.m_pString) return {};
-    return {text.m_pString, static_cast<size_t>(text.m_Length)};
-}
-
-std::wstring_view ViewOf(IString* text) { return ViewOf(CREFString(text)); }
-
-tagREFString RefOf(std::wstring_view text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
-IString* NewString(std::wstring_view text) { return ISCreate(RefOf(text)); }
+IString* NewString(std::wstring_view text) { return ISCreate(REFOf(text)); }
 
 // True when `text` begins with `prefix`, compared case-blind; an empty
 // prefix never matches.
 bool StartsWithI(std::wstring_view text, std::wstring_view prefix) {
     if (prefix.empty() || text.size() < prefix.size()) return false;
-    return SUCCEEDED(CREFString(RefOf(text)).CompareI(RefOf(prefix), 1));
+    return SUCCEEDED(CREFString(REFOf(text)).CompareI(REFOf(prefix), 1));
 }
 
 bool EqualsI(std::wstring_view a, std::wstring_view b) { return a.size() == b.size() && StartsWithI(a, b); }
@@ -88,7 +77,7 @@ HRESULT FILENAMEGetAppPath(IString** path) {
     if (IPtr<IFileArchive> workspace = CreateHostObject<IFileArchive>(L"ActiveWorkspace")) {
         IPtr<IString> file;
         workspace->get_Filename(file.Out());
-        std::wstring_view name = ViewOf(file.Get());
+        std::wstring_view name = ISView(file.Get());
         size_t slash = name.rfind(L'/');
         if (slash != std::wstring_view::npos && slash > 0) {
             *path = NewString(name.substr(0, slash));
@@ -110,7 +99,7 @@ HRESULT FILENAMEMap(IString* name, IString** mapped, short relative) {
 
     wchar_t installBuffer[kRegistryBuffer];
     ReadKey(registry.Get(), L"Workspace", L"InstallPath", installBuffer);
-    std::wstring_view text = DropDoubleSlash(ViewOf(name), 2);
+    std::wstring_view text = DropDoubleSlash(ISView(name), 2);
     std::wstring_view install = DropDoubleSlash(installBuffer, 1);
 
     // A plain prefix test: the match need not end at a separator, so
@@ -137,10 +126,10 @@ HRESULT FILENAMEMap(IString* name, IString** mapped, short relative) {
         IPtr<IUnknown> item;
         if (FAILED(mappings->get_ItemName(i, key.Out())) || FAILED(mappings->get_Item(i, item.Out()))) continue;
         IPtr<IString> folderString = item.Query<IString>();
-        std::wstring_view folder = ViewOf(folderString.Get());
+        std::wstring_view folder = ISView(folderString.Get());
         if (folder.size() > text.size() || !StartsWithI(text, folder)) continue;
         std::wstring result = L"[";
-        result.append(ViewOf(key.Get())).append(L"]").append(text.substr(folder.size()));
+        result.append(ISView(key.Get())).append(L"]").append(text.substr(folder.size()));
         *mapped = NewString(result);
         return *mapped ? S_OK : E_FAIL;
     }
@@ -150,7 +139,7 @@ HRESULT FILENAMEMap(IString* name, IString** mapped, short relative) {
 HRESULT FILENAMEUnmap(IString* mapped, IString** name) {
     if (!name) return E_POINTER;
     *name = nullptr;
-    std::wstring_view text = ViewOf(mapped);
+    std::wstring_view text = ISView(mapped);
     if (text.empty() || text.front() != L'[') return E_FAIL;
     size_t close = text.find(L']');
     if (close == std::wstring_view::npos) return E_FAIL;
@@ -163,7 +152,7 @@ HRESULT FILENAMEUnmap(IString* mapped, IString** name) {
     if (EqualsI(token, kInstallToken.substr(1, kInstallToken.size() - 2)))
         hr = ReadKey(registry.Get(), L"Workspace", L"InstallPath", buffer);
     else
-        hr = ReadKey(registry.Get(), L"Mappings", RefOf(token), buffer);
+        hr = ReadKey(registry.Get(), L"Mappings", REFOf(token), buffer);
     if (FAILED(hr)) return E_FAIL;
 
     *name = NewNormalisedString(std::wstring(buffer).append(text.substr(close + 1)));
@@ -172,7 +161,7 @@ HRESULT FILENAMEUnmap(IString* mapped, IString** name) {
 
 HRESULT FILENAMECreateAbsolute(IString* base, IString* name, IString** absolute) {
     if (!absolute) return E_POINTER;
-    std::wstring_view text = ViewOf(name);
+    std::wstring_view text = ISView(name);
     if (text.empty()) {
         *absolute = NewString(text);
         return S_OK;
@@ -189,7 +178,7 @@ HRESULT FILENAMECreateAbsolute(IString* base, IString* name, IString** absolute)
         ++levels;
     }
     // Short names without levels are kept as they are, without the base.
-    if (levels == 0 && ViewOf(name).size() < 3) {
+    if (levels == 0 && ISView(name).size() < 3) {
         *absolute = NewNormalisedString(text);
         return S_OK;
     }
@@ -197,7 +186,7 @@ HRESULT FILENAMECreateAbsolute(IString* base, IString* name, IString** absolute)
     // One folder of the base is dropped per level, counting only "/" from
     // the end towards the second character; a cut that would keep two
     // characters or fewer keeps the whole base.
-    std::wstring_view folder = ViewOf(base);
+    std::wstring_view folder = ISView(base);
     if (levels > 0) {
         int seen = 0;
         for (size_t i = folder.size(); i-- > 1;) {
@@ -227,8 +216,8 @@ HRESULT FILENAMECreateAbsolute(IString* name, IString** absolute, int useAppPath
 
 HRESULT FILENAMECreateRelative(IString* base, IString* name, IString** relative) {
     if (!relative) return E_POINTER;
-    std::wstring_view folder = ViewOf(base);
-    std::wstring_view text = ViewOf(name);
+    std::wstring_view folder = ISView(base);
+    std::wstring_view text = ISView(name);
     if (folder.empty() || text.empty()) {
         *relative = NewString(text);
         return S_OK;

@@ -8,10 +8,6 @@
 
 namespace {
 
-tagREFString RefOf(const std::wstring& text) {
-    return tagREFString{static_cast<int32_t>(text.size()), const_cast<wchar_t*>(text.data())};
-}
-
 // The item's name, or "Item<n>" (1-based) when it has none.
 std::wstring ItemName(IString* name, int32_t index) {
     CREFString text(name);
@@ -184,7 +180,7 @@ void CParametersCore::SaveXMLItem(IXMLStream* xml, IDataStream* stream, int32_t 
             int32_t colour = 0;
             value->get_Integer(&colour);
             IPtr<IString> text = IPtr<IString>::Adopt(ISCreateHex(ColourText(colour)));
-            WriteLeaf(xml, RefOf(name), text.Get());
+            WriteLeaf(xml, REFOf(name), text.Get());
             return;
         } else {
             simplify = IsSimpleType(flags) || flags == PARAM_TYPE_SERVER_PATH;
@@ -194,12 +190,12 @@ void CParametersCore::SaveXMLItem(IXMLStream* xml, IDataStream* stream, int32_t 
 
     IPtr<IString> text = IPtr<IString>::Adopt(ISCreate(value.Get()));
     if (!persist && flags == 0) {
-        WriteLeaf(xml, RefOf(name), text.Get());
+        WriteLeaf(xml, REFOf(name), text.Get());
         return;
     }
     // An element that is not opened is not closed: that would close the
     // element that encloses it.
-    if (FAILED(xml->OpenElement(RefOf(name)))) return;
+    if (FAILED(xml->OpenElement(REFOf(name)))) return;
     WriteLeaf(xml, REFLiteral(L"Value"), text.Get());
     if (flags != 0) {
         IPtr<IString> flagsText = IPtr<IString>::Adopt(ISCreateHex(static_cast<unsigned int>(flags)));
@@ -282,7 +278,7 @@ HRESULT CParametersCore::Params_SaveXMLUnk(IDataStream* stream, int32_t options)
         IPtr<IDataPersist> persist = value.Query<IDataPersist>();
         if (!persist) continue;
         const std::wstring name = ItemName(item->m_pName.Get(), i);
-        if (FAILED(xml->OpenElement(RefOf(name)))) continue;
+        if (FAILED(xml->OpenElement(REFOf(name)))) continue;
         if (item->m_Flags != 0) {
             IPtr<IString> flagsText = IPtr<IString>::Adopt(ISCreateHex(static_cast<unsigned int>(item->m_Flags)));
             WriteLeaf(xml.Get(), REFLiteral(L"Flags"), flagsText.Get());
@@ -309,7 +305,7 @@ HRESULT CParametersCore::Params_LoadXMLUnk(IDataStream* stream, int32_t options)
         int32_t index = -1;
         for (int32_t i = 0; i < m_Count && index < 0; ++i) {
             const std::wstring itemName = ItemName(m_pItems[i]->m_pName.Get(), i);
-            if (params::NamesEqualFolded(RefOf(itemName), wanted)) index = i;
+            if (params::NamesEqualFolded(REFOf(itemName), wanted)) index = i;
         }
         if (index < 0) return;
         PARAMETEROBJECT* item = m_pItems[index].get();
@@ -364,12 +360,12 @@ void CParametersCore::SaveFolderItem(IFolderStream* folder, int32_t index, int32
 
     const bool holdsObject = value && value->IsObject();
     if (flags == 0 && !descriptor && !holdsObject) {
-        if (value) folder->WriteValue(RefOf(name), value.Get());
+        if (value) folder->WriteValue(REFOf(name), value.Get());
         return;
     }
 
     IPtr<IFolderStream> sub;
-    if (FAILED(folder->OpenFolder(RefOf(name), 1, sub.Out())) || !sub) return;
+    if (FAILED(folder->OpenFolder(REFOf(name), 1, sub.Out())) || !sub) return;
 
     // A text of type 6 is a file name, stored mapped; the item keeps its
     // own text.
@@ -450,7 +446,7 @@ void CParametersCore::LoadFolderMatching(IFolderStream* folder) {
     for (int32_t i = 0; i < m_Count; ++i) {
         // Unnamed items are saved as "Item<n>".
         const std::wstring name = ItemName(m_pItems[i]->m_pName.Get(), i);
-        IPtr<IString> key = IPtr<IString>::Adopt(ISCreate(RefOf(name)));
+        IPtr<IString> key = IPtr<IString>::Adopt(ISCreate(REFOf(name)));
         int32_t found = -1;
         IPtr<IUnknown> entry;
         if (!key || FAILED(entries->get_Index(key.Get(), &found)) || FAILED(entries->get_Item(found, entry.Out())) ||

@@ -13,6 +13,7 @@
 #include "host/os/Spawn.h"
 #include "host/runtime/EventLogLine.h"
 #include "host/runtime/GlobalComponentCollection.h"
+#include "host/text/ErrnoText.h"
 #include "host/text/FileNameEncoding.h"
 #include "sdk/UrlText.h"
 #include "host/values/HostStrings.h"
@@ -28,8 +29,6 @@ HRESULT Fail(HRESULT hr, const std::wstring& text) {
     WriteEventLogError(L"OSUtils", text);
     return hr;
 }
-
-std::wstring Reason(int error) { return FromUtf8(std::strerror(error)); }
 
 std::wstring Quoted(std::wstring_view word) { return L"\"" + UrlWithoutCredentials(word) + L"\""; }
 
@@ -91,7 +90,7 @@ int Spawn(const std::vector<std::wstring>& words) {
 }
 
 HRESULT CannotStart(const std::wstring& program, int error) {
-    return Fail(E_FAIL, L"cannot start " + Quoted(program) + L": " + Reason(error));
+    return Fail(E_FAIL, L"cannot start " + Quoted(program) + L": " + SystemErrorText(error));
 }
 
 HRESULT OpenWithHandler(const std::vector<std::wstring>& words, const std::wstring& extension,
@@ -99,7 +98,7 @@ HRESULT OpenWithHandler(const std::vector<std::wstring>& words, const std::wstri
     const std::wstring& path = words[0];
     if (int error = RegularFile(Bytes(path)))
         return Fail(E_FAIL, L"cannot open " + Quoted(path) + L": " +
-                                (error == EINVAL ? std::wstring(L"not a regular file") : Reason(error)));
+                                (error == EINVAL ? std::wstring(L"not a regular file") : SystemErrorText(error)));
     std::wstring why;
     std::optional<std::vector<std::wstring>> line = SplitCommandWords(handler, &why);
     if (line && line->empty()) why = L"it is empty";

@@ -12,6 +12,7 @@
 #include "host/collections/ItemCollection.h"
 #include "host/collections/LineFile.h"
 #include "host/runtime/ComponentString.h"
+#include "host/text/ErrnoText.h"
 #include "host/runtime/ComponentUse.h"
 #include "host/runtime/EventLogLine.h"
 #include "host/runtime/GlobalComponentCollection.h"
@@ -139,7 +140,7 @@ HRESULT ActiveComponentCollection::Save() {
     }
     if (const int error = WriteLines(file, lines)) {
         WriteEventLogError(kTitle, L"cannot write the components list " + file + L": " +
-                                       FromUtf8(std::strerror(error)));
+                                       SystemErrorText(error));
         return E_FAIL;
     }
     return S_OK;

@@ -18,6 +18,7 @@
 #include "host/collections/ItemCollection.h"
 #include "host/runtime/EventLogLine.h"
 #include "host/settings/IniDocument.h"
+#include "host/text/ErrnoText.h"
 #include "host/values/HostStrings.h"
 
 namespace host {
@@ -63,7 +64,6 @@ HRESULT Succeed(HRESULT hr = S_OK) {
 
 std::wstring Wide(const std::string& path) { return FromUtf8(path); }
 
-std::wstring SystemError(int error) { return FromUtf8(std::strerror(error)); }
 
 // Null text with a length is a caller's error; otherwise the characters.
 bool ViewOf(tagREFString text, std::wstring_view* view) {
@@ -84,14 +84,14 @@ HRESULT ReadDocument(const std::string& path, IniDocument* document) {
             document->Parse({}, nullptr);
             return S_OK;
         }
-        return Fail(E_FAIL, L"cannot read the registry " + Wide(path) + L": " + SystemError(errno));
+        return Fail(E_FAIL, L"cannot read the registry " + Wide(path) + L": " + SystemErrorText(errno));
     }
     std::string bytes;
     char buffer[8192];
     for (;;) {
         ssize_t got = ::read(file.Get(), buffer, sizeof buffer);
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return Fail(E_FAIL, L"cannot read the registry " + Wide(path) + L": " + SystemError(errno));
+        if (got < 0) return Fail(E_FAIL, L"cannot read the registry " + Wide(path) + L": " + SystemErrorText(errno));
         if (got == 0) break;
         bytes.append(buffer, static_cast<size_t>(got));
     }
@@ -118,7 +118,7 @@ HRESULT WriteDocument(const std::string& path, const IniDocument& document) {
         path + ".tmp." + std::to_string(::getpid()) + "." + std::to_string(counter.fetch_add(1));
     ScopedFD file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (file.Get() < 0)
-        return Fail(E_FAIL, L"cannot write the registry " + Wide(temporary) + L": " + SystemError(errno));
+        return Fail(E_FAIL, L"cannot write the registry " + Wide(temporary) + L": " + SystemErrorText(errno));
     struct stat existing {};
     if (::stat(path.c_str(), &existing) == 0) ::fchmod(file.Get(), existing.st_mode & 07777);
     const std::string bytes = ToUtf8(document.Text());
@@ -128,7 +128,7 @@ HRESULT WriteDocument(const std::string& path, const IniDocument& document) {
     if (written && ::rename(temporary.c_str(), path.c_str()) == 0) return S_OK;
     error = written ? errno : error;
     ::unlink(temporary.c_str());
-    return Fail(E_FAIL, L"cannot write the registry " + Wide(path) + L": " + SystemError(error));
+    return Fail(E_FAIL, L"cannot write the registry " + Wide(path) + L": " + SystemErrorText(error));
 }
 
 // Holds an exclusive lock on the registry's folder while a change is read,
@@ -171,7 +171,7 @@ HRESULT ChangeDocument(Change change) {
     std::lock_guard<std::mutex> writers(WriterMutex());
     FolderLock lock(folderText);
     if (!lock.Held())
-        return Fail(E_FAIL, L"cannot open the registry folder " + Wide(folderText) + L": " + SystemError(errno));
+        return Fail(E_FAIL, L"cannot open the registry folder " + Wide(folderText) + L": " + SystemErrorText(errno));
     IniDocument document;
     if (HRESULT hr = ReadDocument(path, &document); FAILED(hr)) return hr;
     bool write = false;

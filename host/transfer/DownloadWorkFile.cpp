@@ -9,7 +9,7 @@
 
 #include "host/text/FileNameEncoding.h"
 #include "host/text/Utf8.h"
-#include "host/transfer/TransferText.h"
+#include "host/text/ErrnoText.h"
 
 namespace host {
 

@@ -10,7 +10,7 @@
 
 #include "host/text/FileNameEncoding.h"
 #include "host/transfer/FileUrl.h"
-#include "host/transfer/TransferText.h"
+#include "host/text/ErrnoText.h"
 #include "host/values/HostStrings.h"
 #include "sdk/ScopedHandles.h"
 

@@ -7,7 +7,7 @@
 #include "host/text/FileNameEncoding.h"
 #include "sdk/UrlText.h"
 #include "host/transfer/DownloadWorkFile.h"
-#include "host/transfer/TransferText.h"
+#include "host/text/ErrnoText.h"
 #include "host/values/HostStrings.h"
 
 namespace host {

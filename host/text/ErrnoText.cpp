@@ -1,4 +1,4 @@
-#include "host/transfer/TransferText.h"
+#include "host/text/ErrnoText.h"
 
 #include <string.h>
 
@@ -8,10 +8,14 @@
 
 namespace host {
 
-std::wstring ErrnoText(int error) {
+std::wstring SystemErrorText(int error) {
     char buffer[256];
     // The GNU strerror_r returns the text, in `buffer` or a static one.
-    std::wstring text = FromUtf8(::strerror_r(error, buffer, sizeof buffer));
+    return FromUtf8(::strerror_r(error, buffer, sizeof buffer));
+}
+
+std::wstring ErrnoText(int error) {
+    std::wstring text = SystemErrorText(error);
     if (!text.empty()) text[0] = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(text[0])));
     return text;
 }

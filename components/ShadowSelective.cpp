@@ -16,9 +16,6 @@ namespace {
 
 // The inner step is asked whether it still runs this often.
 constexpr useconds_t kPollMicroseconds = 10000;
-// A step reports idle a moment before it takes the next TurnOn: the next
-// folder's TurnOn is tried again for this long (1 ms apart).
-constexpr int kTurnOnAttempts = 1000;
 // The name under which the display is handed to the inner step.
 constexpr wchar_t kDisplaySource[] = L"LineDisplay";
 
@@ -229,14 +226,8 @@ void CShadowSelective::MirrorFolder(Run& run, IString* source, IString* destinat
           std::pair{CShadow::kCopySubFolders, run.subFolders}})
         parameters->put_Item(index, IPtr<IVariant>::Adopt(IVCreate(value)).Get());
 
-    HRESULT started = step->TurnOn();
-    for (int attempt = 1; FAILED(started) && attempt < kTurnOnAttempts && !CStopEvent::Requested(run.stop); ++attempt) {
-        usleep(1000);
-        started = step->TurnOn();
-    }
-    if (FAILED(started)) {
-        if (!CStopEvent::Requested(run.stop))
-            m_Failures.Record("cannot mirror", CREFString(source), "the inner Shadow step does not start");
+    if (FAILED(step->TurnOn())) {
+        m_Failures.Record("cannot mirror", CREFString(source), "the inner Shadow step does not start");
         return;
     }
     while (step->IsRunning()) {

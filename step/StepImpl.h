@@ -230,14 +230,15 @@ private:
                              step->m_LastStatus.load(std::memory_order_acquire));
         }
 
-        // The execution time is taken before the step reads idle, and the
+        // The execution time is taken before the step reads idle; the
+        // running flag is cleared before the record goes, so a caller that
+        // sees IsRunning false can switch the step on again at once; and the
         // record's handle is cleared last: when a polling TurnOff sees it
-        // cleared, the step already reports that it no longer runs and can
-        // be switched on again.
+        // cleared, the step already reports that it no longer runs.
         object->Lock();
         step->m_Timer.Stop();
-        step->m_Thread.Store(nullptr);
         step->m_Running.store(0, std::memory_order_release);
+        step->m_Thread.Store(nullptr);
         record->m_Handle.store(0, std::memory_order_release);
         object->Unlock();
         record.reset();

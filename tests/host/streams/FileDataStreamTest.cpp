@@ -30,11 +30,7 @@ size_t Entries(const TempDir& dir) {
 
 TEST(FileDataStream, OpensFilesAsContentAndText) {
     TempDir dir;
-    struct Case {
-        const char* what;
-        std::string name;
-        std::string bytes;
-    } cases[] = {
+    struct Case { const char* what; std::string name, bytes; } cases[] = {
         {"text and high bytes", "plain.txt", std::string("hi\0\xff\x80 there", 10)},
         {"empty file", "empty", ""},
         {"name that is not UTF-8", "caf\xe9\xff.bin", "x"},
@@ -104,17 +100,12 @@ TEST(FileDataStream, SaveStreamRefusesALinkAndLeavesItsTarget) {
 
 TEST(FileDataStream, OpenFailuresNameTheFileAndTheReason) {
     TempDir dir;
-    struct Case {
-        std::string path;
-        std::string reason;
-    } cases[] = {
-        {dir / "missing", "No such file or directory"},
-        {dir.Root(), "not a regular file"},
-    };
-    for (const Case& c : cases) {
+    const std::pair<std::string, const char*> cases[] = {{dir / "missing", "No such file or directory"},
+                                                         {dir.Root(), "not a regular file"}};
+    for (const auto& [path, reason] : cases) {
         IPtr<IFileDataStream> file = NewFile();
-        EXPECT_EQ(file->Open(PathOf(c.path).Get()), E_FAIL);
-        EXPECT_EQ(ErrorText(file.Get()), c.path + ": " + c.reason);
+        EXPECT_EQ(file->Open(PathOf(path).Get()), E_FAIL);
+        EXPECT_EQ(ErrorText(file.Get()), path + ": " + reason);
     }
 }
 
@@ -122,9 +113,7 @@ TEST(FileDataStream, StaysAnObjectInAVariant) {
     // It answers IString, but a variant keeps a data stream as an object.
     IPtr<IVariant> value = host::NewVariant();
     ASSERT_EQ(value->put_Unknown(NewFile().Get()), S_OK);
-    int32_t type = -1;
-    value->get_Type(&type);
-    EXPECT_EQ(type, VARIANT_OBJECT);
+    EXPECT_TRUE(value->IsObject());
 }
 
 TEST(FileDataStream, AnswersAsAFileArchiveOfItsPath) {
@@ -138,8 +127,6 @@ TEST(FileDataStream, AnswersAsAFileArchiveOfItsPath) {
         IPtr<IString> value;
         return SUCCEEDED((archive.Get()->*get)(value.Out())) ? host::ToUtf8(host::ToWide(value.Get())) : "<failed>";
     };
-    EXPECT_EQ(text(&IFileArchive::get_Filter), "<failed>");
-
     ASSERT_EQ(file->Open(PathOf(dir / "one.txt").Get()), S_OK);
     EXPECT_EQ(text(&IFileArchive::get_Filename), dir / "one.txt");
     EXPECT_EQ(text(&IFileArchive::get_Name), "one.txt");

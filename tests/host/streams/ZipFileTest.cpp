@@ -79,10 +79,6 @@ IPtr<IZipFile> Loaded(const std::string& bytes) {
     return zip;
 }
 
-IPtr<IZipFile> PythonArchive(const TempDir& dir, const std::vector<std::string>& names) {
-    return Loaded(PythonArchiveBytes(dir, names));
-}
-
 } // namespace
 
 TEST(ZipFile, FolderRoundTripsThroughAStream) {
@@ -104,12 +100,8 @@ TEST(ZipFile, FolderRoundTripsThroughAStream) {
     ASSERT_EQ(zip->AddFolder(PathOf(src.string()).Get()), S_OK) << ErrorText(zip.Get());
     IPtr<IDataStream> stream = Saved(zip.Get());
     WriteFile(dir / "out.zip", Content(stream.Get()));
-    ASSERT_EQ(RunProgram({"/usr/bin/python3", "-m", "zipfile", "-l", dir / "out.zip"}, dir / "list"), 0);
-    const std::string listing = ReadFile(dir / "list");
-    for (const char* name : {"a/b/deep.txt", "empty", "big.bin"})
-        EXPECT_NE(listing.find(name), std::string::npos) << listing;
-    EXPECT_EQ(listing.find("link"), std::string::npos) << listing;
-    // Another reader inflates the same bytes.
+    // Another reader inflates the same bytes; the link is not packed (the
+    // extracted tree below has none).
     ASSERT_EQ(RunProgram({"/usr/bin/python3", "-m", "zipfile", "-e", dir / "out.zip", dir / "py"}, dir / "log"), 0);
     EXPECT_EQ(ReadFile(dir / "py/big.bin"), big);
     EXPECT_EQ(ReadFile(dir / "py/a/b/deep.txt"), "deep");
@@ -133,7 +125,7 @@ TEST(ZipFile, ExtractionRefusesUnsafeArchivesBeforeWriting) {
     for (const auto& names : cases) {
         SCOPED_TRACE(names.back());
         TempDir dir;
-        IPtr<IZipFile> zip = PythonArchive(dir, names);
+        IPtr<IZipFile> zip = Loaded(PythonArchiveBytes(dir, names));
         if (!zip) continue; // refused already when loaded
         EXPECT_EQ(zip->ExtractTo(PathOf(dir / "out").Get()), E_FAIL);
         EXPECT_FALSE(fs::exists(dir.Path() / "out"));
@@ -144,7 +136,7 @@ TEST(ZipFile, ExtractionRefusesUnsafeArchivesBeforeWriting) {
 
 TEST(ZipFile, ExtractionNeverOverwritesNorFollowsALink) {
     TempDir dir;
-    IPtr<IZipFile> zip = PythonArchive(dir, {"first", "sub/inner", "taken"});
+    IPtr<IZipFile> zip = Loaded(PythonArchiveBytes(dir, {"first", "sub/inner", "taken"}));
     ASSERT_TRUE(zip);
 
     fs::create_directories(dir.Path() / "out");

@@ -14,9 +14,7 @@ TEST(Escapes, DecodeTable) {
         size_t position = 0;
     };
     const Case cases[] = {
-        {L"plain 'text'", L"plain 'text'"},
-        {L"\\n\\t\\r\\\\\\\"\\'", L"\n\t\r\\\"'"},
-        {L"\\a\\b\\f\\v", L"\a\b\f\v"},
+        {L"\\n\\t\\r\\\\\\\"\\'\\a\\b\\f\\v", L"\n\t\r\\\"'\a\b\f\v"},
         {L"a\\0b", std::wstring(L"a\0b", 3)},
         {L"\\x41\\x7z\\xFFF", L"A\x07z\u00FF" L"F"},
         {L"\\u{4E2D}\\u{a}\\u{10FFFF}", L"\u4E2D\n" + std::wstring(1, static_cast<wchar_t>(0x10FFFF))},
@@ -44,14 +42,10 @@ TEST(Escapes, DecodeTable) {
 TEST(Escapes, EncodeWritesPrintableAsciiThatDecodesBack) {
     const std::wstring awkward[] = {
         L"",
-        L"plain",
-        std::wstring(L"\0\x01\x1F\x7F", 4),
-        L"\n\t\r\a\b\f\v",
-        L"quotes \" ' and \\ backslashes \\\\",
-        L"\\x41 \\u{41} \\n",  // escapes as literal text
-        L"\x01" L"a\x01" L"9",  // a control before hex digits
-        L"\u00E9\u4E2D\uFFFD",
-        std::wstring(1, static_cast<wchar_t>(0x1F600)) + L"\u007E\u0080",
+        std::wstring(L"\0\x01\x1F\x7F\n\t\r\a\b\f\v", 11),
+        L"quotes \" ' and \\ backslashes \\\\, escapes as text: \\x41 \\u{41} \\n",
+        L"\x01" L"a\x01" L"9", // a control before hex digits
+        L"\u00E9\u4E2D\uFFFD\u007E\u0080" + std::wstring(1, static_cast<wchar_t>(0x1F600)),
     };
     for (const std::wstring& text : awkward) {
         const std::wstring encoded = host::EncodeEscapes(text);

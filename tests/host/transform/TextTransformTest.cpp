@@ -54,24 +54,20 @@ protected:
     IPtr<IStreamTransform> m_ascii = Make<IStreamTransform>(L"ASCIIStream");
 };
 
-TEST_F(TextTransformTest, InterpretThenWideDecodeGivesTheInterpretedText) {
-    IPtr<IDataStream> source = Over(Str(L"tab\\there \\u{4E2D}\\x21"));
-    IPtr<IDataStream> target = host::NewDataStream({});
-    ASSERT_EQ(m_ascii->Transform(source.Get(), target.Get(), TEXT_INTERPRET), S_OK);
-    EXPECT_EQ(Content(target.Get()), "tab\there \xE4\xB8\xAD!");
+TEST_F(TextTransformTest, InterpretReadsEscapesAndWritesThemBack) {
+    IPtr<IDataStream> utf8 = host::NewDataStream({});
+    ASSERT_EQ(m_ascii->Transform(Over(Str(L"tab\\there \\u{4E2D}\\x21")).Get(), utf8.Get(), TEXT_INTERPRET), S_OK);
+    EXPECT_EQ(Content(utf8.Get()), "tab\there \xE4\xB8\xAD!");
 
     IPtr<ICreatableString> result = host::NewString();
-    IPtr<IDataStream> second = Over(IPtr<IString>(result.Get()));
-    ASSERT_EQ(m_ascii->TransformBack(target.Get(), second.Get(), TEXT_WIDE), S_OK);
+    IPtr<IDataStream> wide = Over(IPtr<IString>(result.Get()));
+    ASSERT_EQ(m_ascii->TransformBack(utf8.Get(), wide.Get(), TEXT_WIDE), S_OK);
     EXPECT_EQ(host::ToWide(result.Get()), L"tab\there \u4E2D!");
-    EXPECT_EQ(Content(second.Get()), WideBytes(L"tab\there \u4E2D!"));
-}
+    EXPECT_EQ(Content(wide.Get()), WideBytes(L"tab\there \u4E2D!"));
 
-TEST_F(TextTransformTest, DecodingWithInterpretWritesEscapes) {
-    IPtr<IDataStream> source = host::NewDataStream("a\n\\\xC3\xA9");
-    IPtr<IDataStream> target = host::NewDataStream({});
-    ASSERT_EQ(m_ascii->TransformBack(source.Get(), target.Get(), TEXT_INTERPRET), S_OK);
-    EXPECT_EQ(Content(target.Get()), "a\\n\\\\\\u{E9}");
+    IPtr<IDataStream> escaped = host::NewDataStream({});
+    ASSERT_EQ(m_ascii->TransformBack(utf8.Get(), escaped.Get(), TEXT_INTERPRET), S_OK);
+    EXPECT_EQ(Content(escaped.Get()), "tab\\there \\u{4E2D}!");
 }
 
 TEST_F(TextTransformTest, Gb2312BothWaysAppendingAtThePosition) {
@@ -101,7 +97,6 @@ TEST_F(TextTransformTest, AFailedCallLeavesTheTargetAsItWasAndSaysWhy) {
     const Case cases[] = {
         {"no GB2312 form", true, false, Over(Str(L"ok\u20AC")), 0, "UnicodeGB2312: Transform failed: U+20AC"},
         {"string char above a byte", true, true, Over(Str(L"\u0100")), 0, "above 0xFF"},
-        {"invalid GB bytes", true, true, host::NewDataStream("\xD6"), TEXT_WIDE, "cut short at byte 0"},
         {"invalid UTF-8", false, true, host::NewDataStream("ab\xC3("), TEXT_WIDE, "ASCIIStream: TransformBack"},
         {"malformed escape", false, false, Over(Str(L"a\\u{}")), TEXT_INTERPRET, "\\u{} without hex digits"},
         {"partial character", false, false, host::NewDataStream(std::string_view("A\0\0", 3)), 0, "no whole number"},

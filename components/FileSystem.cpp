@@ -380,6 +380,24 @@ bool OSFolderIdentityAt(const char* path, OSFolderIdentity* identity) {
     return true;
 }
 
+std::wstring OSJoin(std::wstring_view folder, std::wstring_view name) {
+    std::wstring path(folder);
+    path.push_back(L'/');
+    path.append(name);
+    return path;
+}
+
+bool OSStaysBelow(std::wstring_view relative) {
+    if (relative.empty() || relative.front() == L'/') return false;
+    for (size_t start = 0; start <= relative.size();) {
+        size_t end = relative.find(L'/', start);
+        if (end == std::wstring_view::npos) end = relative.size();
+        if (relative.substr(start, end - start) == L"..") return false;
+        start = end + 1;
+    }
+    return true;
+}
+
 bool OSNameMirrorable(CREFString name) {
     for (int32_t i = 0; i < name.m_Length; ++i)
         if (name.m_pString[i] >= 0xD800 && name.m_pString[i] <= 0xDFFF) return false;

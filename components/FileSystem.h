@@ -11,6 +11,8 @@
 //   world-writable folders would let any user plant links in a mirror).
 #pragma once
 
+#include <string_view>
+
 #include <sys/types.h>
 
 #include <memory>
@@ -80,6 +82,13 @@ struct OSFolderIdentity {
 bool OSFolderIdentityOf(CREFString path, OSFolderIdentity* identity);
 // The same for a path already encoded for the file system.
 bool OSFolderIdentityAt(const char* path, OSFolderIdentity* identity);
+
+// "folder/name".
+std::wstring OSJoin(std::wstring_view folder, std::wstring_view name);
+
+// Whether `relative` names a place below the folder it is taken in: not
+// empty, not absolute, and no step of it is "..".
+bool OSStaysBelow(std::wstring_view relative);
 
 // False when a name cannot be written under its own bytes: it holds the
 // code points the host's listing gives to bytes that are not valid UTF-8.

@@ -48,19 +48,12 @@ bool ReleaseFolder::Open(const CREFString& path, OSError* error) {
     return m_root.IsOpen();
 }
 
-bool ReleaseFolder::StaysInside(std::wstring_view relative) {
-    if (relative.empty() || relative.front() == L'/') return false;
-    for (std::wstring_view rest = relative; !rest.empty();)
-        if (NextStep(rest) == L"..") return false;
-    return true;
-}
-
 ScopedFD ReleaseFolder::Folder(std::wstring_view relative, bool create, OSError* error) const {
     if (!m_root.IsOpen()) {
         error->reason = "the release folder is not open";
         return ScopedFD();
     }
-    if (!relative.empty() && !StaysInside(relative)) {
+    if (!relative.empty() && !OSStaysBelow(relative)) {
         error->reason = "the path leaves the release folder";
         return ScopedFD();
     }
@@ -78,7 +71,7 @@ HRESULT ReleaseFolder::CopyInto(const CREFString& source, std::wstring_view rela
                                 OSError* error) const {
     const size_t slash = relative.rfind(L'/');
     const std::wstring_view name = slash == std::wstring_view::npos ? relative : relative.substr(slash + 1);
-    if (!StaysInside(relative) || name.empty() || name == L"." || name == L"..") {
+    if (!OSStaysBelow(relative) || name.empty() || name == L"." || name == L"..") {
         error->reason = "the path leaves the release folder";
         return E_FAIL;
     }

@@ -24,10 +24,6 @@ public:
     bool Open(const CREFString& path, OSError* error);
     bool IsOpen() const { return m_root.IsOpen(); }
 
-    // Whether `relative` names a place inside the release: not absolute,
-    // not empty, and no step is "..".
-    static bool StaysInside(std::wstring_view relative);
-
     // The folder at `relative` ("a/b"; empty for the release itself), each
     // missing step made when `create` is set. Not open (and `error` told
     // why) when a step is missing, is a link or no folder, or cannot be made.

@@ -36,14 +36,6 @@ std::wstring_view TrimLine(std::wstring_view line) {
     return TrimEnd(line);
 }
 
-// "root/entry".
-std::wstring Join(std::wstring_view root, std::wstring_view entry) {
-    std::wstring path(root);
-    path.push_back(L'/');
-    path.append(entry);
-    return path;
-}
-
 // Binds `display` as input 0 of `step`, so that the step writes its own
 // lines to the same display.
 void BindDisplay(IUnknown* step, IUnknown* display) {
@@ -177,32 +169,15 @@ HRESULT CShadowSelective::Execute(CStopEvent* stop) {
     return S_OK;
 }
 
-namespace {
-
-// An entry names a place below both roots: not absolute, no ".." part. A
-// list file is text anyone may edit; one that reaches out of a root is
-// refused rather than followed.
-bool StaysBelowTheRoots(std::wstring_view entry) {
-    if (!entry.empty() && entry.front() == L'/') return false;
-    size_t start = 0;
-    while (start <= entry.size()) {
-        size_t end = entry.find(L'/', start);
-        if (end == std::wstring_view::npos) end = entry.size();
-        if (entry.substr(start, end - start) == L"..") return false;
-        start = end + 1;
-    }
-    return true;
-}
-
-} // namespace
-
 void CShadowSelective::MirrorEntry(Run& run, std::wstring_view entry) {
-    if (!StaysBelowTheRoots(entry)) {
-        m_Failures.Record("refused entry", REFOf(std::wstring(entry)), "it leaves the roots (absolute, or \"..\")");
+    // A list file is text anyone may edit: an entry that reaches out of a
+    // root is refused rather than followed.
+    if (!OSStaysBelow(entry)) {
+        m_Failures.Record("refused entry", REFOf(entry), "it leaves the roots (absolute, or \"..\")");
         return;
     }
-    const std::wstring source = Join(ISView(run.sourceRoot.Get()), entry);
-    const std::wstring destination = Join(ISView(run.destinationRoot.Get()), entry);
+    const std::wstring source = OSJoin(ISView(run.sourceRoot.Get()), entry);
+    const std::wstring destination = OSJoin(ISView(run.destinationRoot.Get()), entry);
     if (OSVerify(REFOf(source)) == 1) {
         if (run.inner) MirrorFolder(run, ISMake(source).Get(), ISMake(destination).Get());
         return;

@@ -13,12 +13,6 @@
 
 namespace {
 
-std::wstring Join(std::wstring_view folder, std::wstring_view name) {
-    std::wstring path(folder);
-    path.push_back(L'/');
-    path.append(name);
-    return path;
-}
 
 // The folder steps of the common files, in order: the root itself, then
 // each folder with its sub-folder as a step of its own.
@@ -174,7 +168,7 @@ HRESULT CShadowVelmix::CopyInto(Run& run, const std::wstring& source, std::wstri
                                 bool createFolders) {
     OSError error;
     const HRESULT copied = run.release.CopyInto(REFOf(source), relative, createFolders, &error);
-    if (error.Failed()) m_Failures.RecordCopy(REFOf(source), REFOf(Join(run.destination, relative)), error);
+    if (error.Failed()) m_Failures.RecordCopy(REFOf(source), REFOf(OSJoin(run.destination, relative)), error);
     return copied;
 }
 
@@ -182,11 +176,11 @@ void CShadowVelmix::CopyBin(Run& run, const Platform& platform, const std::vecto
     Line(run.sink, L"Scanning DLL's: " + run.source + L"/");
     OSError error;
     if (!run.release.Folder(platform.folder, true, &error).IsOpen())
-        m_Failures.Record("cannot create folder", REFOf(Join(run.destination, platform.folder)), error);
-    const std::wstring sourceFolder = Join(run.source, platform.folder);
+        m_Failures.Record("cannot create folder", REFOf(OSJoin(run.destination, platform.folder)), error);
+    const std::wstring sourceFolder = OSJoin(run.source, platform.folder);
     for (const std::wstring& name : modules) {
-        std::wstring from = Join(sourceFolder, name);
-        std::wstring to = Join(platform.folder, name);
+        std::wstring from = OSJoin(sourceFolder, name);
+        std::wstring to = OSJoin(platform.folder, name);
         // A Windows module is taken as <name>.velmix when that file exists,
         // else as <name>.dll.
         const wchar_t* suffix = platform.suffix;
@@ -195,7 +189,7 @@ void CShadowVelmix::CopyBin(Run& run, const Platform& platform, const std::vecto
         from += suffix;
         to += suffix;
         Line(run.sink, L"Copying: " + name);
-        if (!ReleaseFolder::StaysInside(to)) {
+        if (!OSStaysBelow(to)) {
             Line(run.sink, L"Refused, outside the release: " + name, LINE_ERROR);
             m_Failures.Record("refused", REFOf(name), "the module's path leaves the release folder");
         } else {
@@ -207,7 +201,7 @@ void CShadowVelmix::CopyBin(Run& run, const Platform& platform, const std::vecto
 }
 
 void CShadowVelmix::CopyRunnerFile(Run& run, const wchar_t* name) {
-    CopyInto(run, Join(run.source, name), name, false);
+    CopyInto(run, OSJoin(run.source, name), name, false);
 }
 
 void CShadowVelmix::CopyWindows(Run& run, bool is32Bit) {
@@ -227,22 +221,22 @@ void CShadowVelmix::CopyMAC(Run& run) {
     // refused before the mirror starts; the mirror then works inside it.
     OSError error;
     if (!run.release.Folder(kBundle, true, &error).IsOpen()) {
-        m_Failures.Record("cannot create folder", REFOf(Join(run.destination, kBundle)), error);
+        m_Failures.Record("cannot create folder", REFOf(OSJoin(run.destination, kBundle)), error);
         return;
     }
     IPtr<IShadow> shadow = CreateHostObject<IShadow>(L"Shadow");
     if (!shadow) {
         Line(run.sink, L"Cannot create Shadow", LINE_ERROR);
-        m_Failures.Record("cannot mirror", REFOf(Join(run.source, kBundle)), "the Shadow component cannot be created");
+        m_Failures.Record("cannot mirror", REFOf(OSJoin(run.source, kBundle)), "the Shadow component cannot be created");
         return;
     }
-    IPtr<IString> from = IPtr<IString>::Adopt(ISCreate(REFOf(Join(run.source, kBundle))));
-    IPtr<IString> to = IPtr<IString>::Adopt(ISCreate(REFOf(Join(run.destination, kBundle))));
+    IPtr<IString> from = IPtr<IString>::Adopt(ISCreate(REFOf(OSJoin(run.source, kBundle))));
+    IPtr<IString> to = IPtr<IString>::Adopt(ISCreate(REFOf(OSJoin(run.destination, kBundle))));
     shadow->Shadow(from.Get(), to.Get(), 0, 1, 0, run.sink);
 }
 
 void CShadowVelmix::CopyFolderFiles(Run& run, const std::wstring& relative) {
-    const std::wstring from = relative.empty() ? run.common : Join(run.common, relative);
+    const std::wstring from = relative.empty() ? run.common : OSJoin(run.common, relative);
     IPtr<IFileNameCollection> names = CreateHostObject<IFileNameCollection>(L"FileNameCollection");
     IPtr<IExtCollection> extensions = CreateHostObject<IExtCollection>(L"ExtCollection");
     if (!names) {
@@ -271,9 +265,9 @@ void CShadowVelmix::CopyFolderFiles(Run& run, const std::wstring& relative) {
     const FileListing files(names.Query<ISuperCollection>());
     for (int32_t i = 0; i < files.Count() && !CStopEvent::Requested(run.stop); ++i) {
         const std::wstring name(ISView(files.Name(i).Get()));
-        const std::wstring source = Join(from, name);
+        const std::wstring source = OSJoin(from, name);
         Line(run.sink, L"Copying: " + source);
-        CopyInto(run, source, relative.empty() ? name : Join(relative, name), false);
+        CopyInto(run, source, relative.empty() ? name : OSJoin(relative, name), false);
         m_CopyStatistics.Add(static_cast<double>(files.FactsOf(i).size));
     }
 }
@@ -281,9 +275,9 @@ void CShadowVelmix::CopyFolderFiles(Run& run, const std::wstring& relative) {
 void CShadowVelmix::CopyExtra(Run& run, const std::vector<std::wstring>& extraFiles) {
     OSError error;
     if (!run.release.Folder(kCommonList, true, &error).IsOpen())
-        m_Failures.Record("cannot create folder", REFOf(Join(run.destination, kCommonList)), error);
-    const std::wstring listFolder = Join(run.common, kCommonList);
-    for (const wchar_t* name : kCommonListFiles) CopyInto(run, Join(listFolder, name), Join(kCommonList, name), false);
+        m_Failures.Record("cannot create folder", REFOf(OSJoin(run.destination, kCommonList)), error);
+    const std::wstring listFolder = OSJoin(run.common, kCommonList);
+    for (const wchar_t* name : kCommonListFiles) CopyInto(run, OSJoin(listFolder, name), OSJoin(kCommonList, name), false);
 
     for (const wchar_t* step : kCommonFolders) {
         if (CStopEvent::Requested(run.stop)) return;
@@ -291,11 +285,11 @@ void CShadowVelmix::CopyExtra(Run& run, const std::vector<std::wstring>& extraFi
         if (!relative.empty()) {
             OSError made;
             if (!run.release.Folder(relative, true, &made).IsOpen())
-                m_Failures.Record("cannot create folder", REFOf(Join(run.destination, relative)), made);
+                m_Failures.Record("cannot create folder", REFOf(OSJoin(run.destination, relative)), made);
         }
         if (relative == kHelpFolder)
-            CopyInto(run, Join(Join(run.common, relative), kHelpStyle), Join(relative, kHelpStyle), false);
-        Line(run.sink, L"Copy Files: " + (relative.empty() ? run.common : Join(run.common, relative)));
+            CopyInto(run, OSJoin(OSJoin(run.common, relative), kHelpStyle), OSJoin(relative, kHelpStyle), false);
+        Line(run.sink, L"Copy Files: " + (relative.empty() ? run.common : OSJoin(run.common, relative)));
         CopyFolderFiles(run, relative);
     }
 
@@ -306,12 +300,12 @@ void CShadowVelmix::CopyExtra(Run& run, const std::vector<std::wstring>& extraFi
         if (CStopEvent::Requested(run.stop)) return;
         const std::wstring relative(TrimBlanks(listed));
         if (relative.empty()) continue;
-        if (!ReleaseFolder::StaysInside(relative)) {
+        if (!OSStaysBelow(relative)) {
             Line(run.sink, L"Refused, outside the common tree: " + relative, LINE_ERROR);
             m_Failures.Record("refused", REFOf(relative), "the extra file's path leaves the common tree");
             continue;
         }
-        const std::wstring source = Join(run.common, relative);
+        const std::wstring source = OSJoin(run.common, relative);
         Line(run.sink, L"Copying: " + source);
         struct stat status {};
         const double size = ::stat(OSPath(REFOf(source)).get(), &status) == 0 ? static_cast<double>(status.st_size) : 0;

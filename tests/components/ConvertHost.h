@@ -113,11 +113,24 @@ public:
     }
 };
 
-// A new instance of the component registered as `name`, asked for IParameters.
-inline IPtr<IParameters> CreateRegistered(const std::wstring& name) {
+// Binds `display` as the input 0 of `step`.
+inline void BindDisplay(IUnknown* step, IUILineDisplayable* display) {
+    IPtr<ISuperCollection> sources = IPtr<ISuperCollection>::Adopt(CREFString::CreateCollection());
+    IPtr<IString> name = IPtr<IString>::Adopt(ISCreate(L"Console"));
+    sources->Add(name.Get(), display, nullptr, 0);
+    IPtr<IUnknown> input;
+    ASSERT_EQ(S_OK, QueryAs<IInputParameters>(step)->get_Item(0, input.Out()));
+    input.Query<IInputParameter>()->put_SourceComponent(name.Get());
+    QueryAs<IBindableObject>(step)->Bind(sources.Get(), nullptr);
+}
+
+// A new instance of the component registered as `name`, asked for I.
+template <class I = IParameters>
+IPtr<I> CreateRegistered(const std::wstring& name) {
     CreatorFunction creator = nullptr;
-    IPtr<IParameters> component;
+    IPtr<I> component;
+    IID iid = IPtr<I>::Id();
     if (CreateFunction(static_cast<int32_t>(name.size()), name.c_str(), &creator) == S_OK)
-        creator(nullptr, const_cast<IID*>(&IID_IParameters), component.OutVoid());
+        creator(nullptr, &iid, component.OutVoid());
     return component;
 }

@@ -26,9 +26,9 @@ protected:
         ASSERT_TRUE(fs::exists("_binARM64/CollectionsEx.so")) << "no host runtime: run from the build folder";
         host.Answer(L"Shadow", &shadows);
         MirrorTest::SetUp();
-        ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
-                                                                   selective.OutVoid()));
-        BindDisplay(selective.Get());
+        selective = CreateRegistered<IParametersCreatable>(L"ShadowSelective");
+        ASSERT_TRUE(selective);
+        BindDisplay(selective.Get(), &display);
         SetText(CShadowSelective::kSourceRoot, src.string());
         SetText(CShadowSelective::kDestinationRoot, dst.string());
         // Two folders and a file of the source tree: docs (6 bytes in two
@@ -44,15 +44,6 @@ protected:
         MirrorTest::TearDown();
     }
 
-    void BindDisplay(IUnknown* component) {
-        IPtr<ISuperCollection> sources = IPtr<ISuperCollection>::Adopt(CREFString::CreateCollection());
-        IPtr<IString> name = ::HostString("Console");
-        sources->Add(name.Get(), &display, nullptr, 0);
-        IPtr<IUnknown> input;
-        ASSERT_EQ(S_OK, QueryAs<IInputParameters>(component)->get_Item(0, input.Out()));
-        input.Query<IInputParameter>()->put_SourceComponent(name.Get());
-        QueryAs<IBindableObject>(component)->Bind(sources.Get(), nullptr);
-    }
     void SetText(int32_t index, const std::string& text) {
         ASSERT_EQ(S_OK, selective->put_Item(index, ::HostString(text).Get()));
     }
@@ -93,25 +84,6 @@ protected:
     RecordingDisplay display;
     IPtr<IParametersCreatable> selective;
 };
-
-TEST_F(SelectiveTest, IsACreatableCollectionWithTheDeclaredParametersAndPages) {
-    EXPECT_EQ(static_cast<void*>(selective.Query<IParameters>().Get()), static_cast<void*>(selective.Get()));
-    int32_t count = 0, flags = 0;
-    selective->get_Count(&count);
-    EXPECT_EQ(49, count);
-    IPtr<IString> name;
-    selective->get_ItemName(48, name.Out());
-    EXPECT_EQ("FolderOrFile40", Narrow(name.Get()));
-    selective->get_ItemFlags(CShadowSelective::kNbCopied, &flags);
-    EXPECT_EQ(0x40003, flags);
-    IPtr<INamedCollection> pages;
-    ASSERT_EQ(S_OK, selective.Query<IUIPropertyPageSpecify>()->GetPages(0, pages.Out(), nullptr));
-    pages->get_Count(&count);
-    EXPECT_EQ(3, count);
-    CreatorFunction creator = nullptr;
-    EXPECT_EQ(S_OK, CreateFunction(15, L"ShadowSelective", &creator));
-    EXPECT_EQ(&CObject<CShadowSelective>::_CreateInstance, creator);
-}
 
 TEST_F(SelectiveTest, EntriesAreReadLineByLineUntilTheFirstEmptyParameter) {
     struct Case {
@@ -206,14 +178,11 @@ TEST_F(SelectiveTest, TheParametersFileRoundTripsWithItsHeaderAndReportsWhatCann
     IPtr<IString> text;
     archive->get_Name(text.Out());
     EXPECT_EQ("list.xml", Narrow(text.Get()));
-    archive->get_Filter(text.Out());
-    EXPECT_EQ("Parameters (*.xml)|*.xml|All Files (*.*)|*.*||", Narrow(text.Get()));
 
     // A new component gets the values back, the added parameter with them,
     // and keeps its declared flags.
-    IPtr<IParametersCreatable> loaded;
-    ASSERT_EQ(S_OK, CObject<CShadowSelective>::_CreateInstance(nullptr, const_cast<IID*>(&IID_IParametersCreatable),
-                                                               loaded.OutVoid()));
+    IPtr<IParametersCreatable> loaded = CreateRegistered<IParametersCreatable>(L"ShadowSelective");
+    ASSERT_TRUE(loaded);
     IPtr<IFileArchive> loader = loaded.Query<IFileArchive>();
     ASSERT_EQ(S_OK, loader->put_Filename(HostString(file).Get()));
     ASSERT_EQ(S_OK, loader->Load());

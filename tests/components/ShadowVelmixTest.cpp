@@ -181,13 +181,10 @@ TEST_F(ShadowVelmixTest, PathsLeavingTheTreesAndLinksInTheReleaseAreRefused) {
     EXPECT_FALSE(fs::exists(root / "out/secret.txt"));
     EXPECT_TRUE(fs::is_empty(root / "elsewhere"));
     EXPECT_TRUE(fs::is_regular_file(rel / "sub/ok.txt"));
-    size_t refused = 0, links = 0;
-    for (const auto& line : eventLog.Lines()) {
-        refused += line.text.rfind("refused ", 0) == 0;
-        links += line.text.find("symbolic link") != std::string::npos;
-    }
-    EXPECT_EQ(refused, 2u);
-    EXPECT_GE(links, 1u);
+    const auto log = eventLog.Lines();
+    EXPECT_EQ(std::ranges::count_if(log, [](const auto& line) { return line.text.starts_with("refused "); }), 2);
+    EXPECT_TRUE(std::ranges::any_of(
+        log, [](const auto& line) { return line.text.find("symbolic link") != std::string::npos; }));
 }
 
 TEST_F(ShadowVelmixTest, BackslashedPathsAreUsedAndWrittenBackWithSlashes) {

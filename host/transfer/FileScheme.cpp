@@ -10,6 +10,7 @@
 
 #include "host/text/FileNameEncoding.h"
 #include "host/transfer/FileUrl.h"
+#include "host/transfer/SchemeSettings.h"
 #include "host/text/ErrnoText.h"
 #include "host/values/HostStrings.h"
 #include "sdk/ScopedHandles.h"
@@ -27,17 +28,6 @@ void Fail(FetchResult& result, HRESULT status, int code, std::wstring text) {
 std::string ValidatorOf(const struct stat& info) {
     const int64_t ns = static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
     return std::to_string(static_cast<int64_t>(info.st_size)) + "-" + std::to_string(ns);
-}
-
-// The text of a string setting, or empty.
-std::wstring TextSetting(IParameters* parameters, const wchar_t* name) {
-    int32_t index = -1;
-    if (FAILED(parameters->get_Index(MakeString(name).Get(), &index)) || index < 0) return {};
-    IPtr<IVariant> value;
-    if (FAILED(parameters->get_ItemVariant(index, value.Out())) || !value || !value->IsString()) return {};
-    IPtr<IString> text;
-    value->get_String(text.Out());
-    return ToWide(text.Get());
 }
 
 // Copies up to `size` bytes of `in` at `at` to `out` at the same offset.
@@ -85,7 +75,7 @@ private:
 } // namespace
 
 HRESULT FileScheme::put_Parameters(IParameters* parameters) {
-    std::wstring hostName = parameters ? TextSetting(parameters, L"HOSTNAME") : std::wstring();
+    std::wstring hostName = parameters ? TextSetting(parameters, L"HOSTNAME").value_or(L"") : std::wstring();
     std::lock_guard guard(m_lock);
     m_hostName = std::move(hostName);
     return S_OK;

@@ -2,26 +2,17 @@
 
 #include <optional>
 
+#include "host/transfer/SchemeSettings.h"
 #include "host/values/HostStrings.h"
 
 namespace host {
 
 namespace {
 
-// The value of the parameter of that name, or null when there is none.
-IPtr<IVariant> Named(IParameters* parameters, const wchar_t* name) {
-    int32_t index = -1;
-    IPtr<IVariant> value;
-    if (FAILED(parameters->get_Index(MakeString(name).Get(), &index)) || index < 0 ||
-        FAILED(parameters->get_ItemVariant(index, value.Out())))
-        return {};
-    return value;
-}
-
 // The limit a parameter gives: none when it is absent, the default for 0
 // or less.
 std::optional<std::chrono::milliseconds> Limit(IParameters* parameters, const wchar_t* name) {
-    IPtr<IVariant> value = Named(parameters, name);
+    IPtr<IVariant> value = NamedSetting(parameters, name);
     int32_t ms = 0;
     if (!value || FAILED(value->get_Integer(&ms))) return std::nullopt;
     return ms > 0 ? std::chrono::milliseconds(ms) : TransferLimits::kDefault;
@@ -33,12 +24,7 @@ HRESULT HttpScheme::put_Parameters(IParameters* parameters) {
     if (!parameters) return E_POINTER;
     const auto firstByte = Limit(parameters, L"TIMEOUT1");
     const auto pause = Limit(parameters, L"TIMEOUTSUBSEQUENT");
-    std::optional<std::wstring> hostName;
-    if (IPtr<IVariant> value = Named(parameters, L"HOSTNAME"); value && value->IsString()) {
-        IPtr<IString> text;
-        value->get_String(text.Out());
-        hostName = ToWide(text.Get());
-    }
+    std::optional<std::wstring> hostName = TextSetting(parameters, L"HOSTNAME");
     std::lock_guard lock(m_mutex);
     if (firstByte) m_limits.firstByte = *firstByte;
     if (pause) m_limits.pause = *pause;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <stdexcept>
 
 #include "sdk/ScopedHandles.h"
@@ -17,6 +18,7 @@ namespace testsupport {
 namespace {
 
 constexpr int kSliceMs = 10;
+constexpr TestHttpServer::Ms kUntilStopped{-1};
 
 std::string Lower(std::string text) {
     std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
@@ -27,26 +29,10 @@ std::string Reason(int status) {
     switch (status) {
     case 200: return "OK";
     case 206: return "Partial Content";
-    case 301: return "Moved Permanently";
     case 302: return "Found";
     case 404: return "Not Found";
-    case 416: return "Range Not Satisfiable";
-    case 500: return "Internal Server Error";
     default: return "Status";
     }
-}
-
-// "bytes=N-" or "bytes=N-M" of a body of `size` bytes: [first, last], or
-// false when the header is not a single range of that form.
-bool ParseRange(const std::string& header, size_t size, size_t& first, size_t& last) {
-    if (header.rfind("bytes=", 0) != 0) return false;
-    const std::string range = header.substr(6);
-    const auto dash = range.find('-');
-    if (dash == std::string::npos || dash == 0 || range.find(',') != std::string::npos) return false;
-    first = std::stoull(range.substr(0, dash));
-    last = dash + 1 < range.size() ? std::stoull(range.substr(dash + 1)) : SIZE_MAX;
-    last = std::min(last, size ? size - 1 : 0);
-    return true;
 }
 
 } // namespace
@@ -142,9 +128,9 @@ void TestHttpServer::Answer(int fd) {
     }
     Request request;
     size_t at = head.find("\r\n");
-    const std::string line = head.substr(0, at);
-    request.method = line.substr(0, line.find(' '));
-    request.path = line.substr(request.method.size() + 1, line.rfind(' ') - request.method.size() - 1);
+    const std::string line = head.substr(0, at); // "GET <path> HTTP/1.1"
+    const size_t pathAt = line.find(' ') + 1;
+    const std::string path = line.substr(pathAt, line.rfind(' ') - pathAt);
     for (size_t next; (next = head.find("\r\n", at + 2)) != std::string::npos && next > at + 2; at = next) {
         const std::string field = head.substr(at + 2, next - at - 2);
         const auto colon = field.find(':');
@@ -152,33 +138,26 @@ void TestHttpServer::Answer(int fd) {
         const auto value = field.find_first_not_of(' ', colon + 1);
         request.headers[Lower(field.substr(0, colon))] = value == std::string::npos ? "" : field.substr(value);
     }
-    Resource resource;
+    Resource resource{.body = "no such page", .status = 404};
     {
         std::lock_guard lock(m_mutex);
         m_requests.push_back(request);
-        const auto found = m_resources.find(request.path);
-        if (found != m_resources.end()) resource = found->second;
-        else resource.status = 404, resource.body = "no such page";
+        if (const auto found = m_resources.find(path); found != m_resources.end()) resource = found->second;
     }
 
-    // The answer: the whole body, or the range asked for.
+    // The answer: the whole body, or the part from the first byte asked for.
     int status = resource.status;
     std::string extra, body = resource.body;
     const std::string range = request.Header("Range"), ifRange = request.Header("If-Range");
-    const bool sameVersion = ifRange.empty() || (!resource.etag.empty() && ifRange == resource.etag) ||
-                             (!resource.lastModified.empty() && ifRange == resource.lastModified);
-    size_t first = 0, last = 0;
-    if (status == 200 && resource.ranges && sameVersion && ParseRange(range, body.size(), first, last)) {
-        if (first >= body.size()) {
-            status = 416;
-            extra = "Content-Range: bytes */" + std::to_string(body.size()) + "\r\n";
-            body.clear();
-        } else {
-            status = 206;
-            extra = "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(last) + "/" +
-                    std::to_string(body.size()) + "\r\n";
-            body = body.substr(first, last - first + 1);
-        }
+    const bool sameVersion = ifRange.empty() || ifRange == resource.etag || ifRange == resource.lastModified;
+    size_t first = SIZE_MAX;
+    if (status == 200 && resource.ranges && sameVersion && range.starts_with("bytes=") && range.ends_with("-"))
+        std::from_chars(range.data() + 6, range.data() + range.size() - 1, first);
+    if (first < body.size()) {
+        status = 206;
+        extra = "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(body.size() - 1) + "/" +
+                std::to_string(body.size()) + "\r\n";
+        body.erase(0, first);
     }
     if (!resource.etag.empty()) extra += "ETag: " + resource.etag + "\r\n";
     if (!resource.lastModified.empty()) extra += "Last-Modified: " + resource.lastModified + "\r\n";
@@ -188,21 +167,14 @@ void TestHttpServer::Answer(int fd) {
                                (resource.reason.empty() ? Reason(status) : resource.reason) +
                                "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n" + extra +
                                "Connection: close\r\n\r\n";
-    if (resource.silentFor != Ms(0) && !Wait(resource.silentFor)) return;
+    if (resource.silent) return (void)Wait(kUntilStopped);
     if (!Send(fd, header.data(), header.size())) return;
 
-    size_t sent = 0;
-    bool stalled = false;
-    while (sent < body.size()) {
+    for (size_t sent = 0; sent < body.size();) {
         if (sent >= resource.closeAfter) return;
-        if (sent >= resource.stallAfter && !stalled) {
-            stalled = true;
-            if (!Wait(resource.stallFor)) return;
-        }
-        size_t piece = body.size() - sent;
+        if (sent >= resource.stallAfter) return (void)Wait(kUntilStopped);
+        size_t piece = std::min({body.size(), resource.stallAfter, resource.closeAfter}) - sent;
         if (resource.dripBytes) piece = std::min(piece, resource.dripBytes);
-        if (sent < resource.stallAfter) piece = std::min(piece, resource.stallAfter - sent);
-        piece = std::min(piece, resource.closeAfter - sent);
         if (!Send(fd, body.data() + sent, piece)) return;
         sent += piece;
         if (resource.dripBytes && sent < body.size() && !Wait(resource.dripEvery)) return;

@@ -3,47 +3,19 @@
 // flag and the progress reports.
 #include <fcntl.h>
 
-#include <atomic>
 #include <future>
-#include <mutex>
 
-#include "host/base/HostObject.h"
-#include "host/transfer/FetchScheme.h"
 #include "sdk/ScopedHandles.h"
-#include "support/HostTestSupport.h"
 #include "support/TestHttpServer.h"
+#include "tests/host/transfer/TransferTestSupport.h"
 
-using namespace hosttest;
+using namespace transfertest;
 using testsupport::TestHttpServer;
 using Ms = std::chrono::milliseconds;
 
 namespace {
 
-std::string Pattern(size_t size) {
-    std::string bytes(size, '\0');
-    for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 7 + i / 251) % 256);
-    return bytes;
-}
-
-class Listener final : public host::HostObject<_IUIProgressEvent> {
-public:
-    HRESULT Progress(IUnknown* source, int32_t received, int32_t total, IUnknown* extra) override {
-        std::lock_guard lock(mutex);
-        ++calls;
-        lastReceived = received;
-        lastTotal = total;
-        lastSource = source;
-        lastExtra = extra;
-        return S_OK;
-    }
-    std::mutex mutex;
-    int calls = 0;
-    int32_t lastReceived = -1, lastTotal = -1;
-    IUnknown* lastSource = nullptr;
-    IUnknown* lastExtra = nullptr;
-};
-
-struct Outcome {
+struct Fetched {
     host::FetchResult result;
     std::string file;
     Ms took{0};
@@ -58,21 +30,16 @@ protected:
         ASSERT_EQ(m_scheme->put_Parameters(parameters.Get()), S_OK);
     }
 
-    // Fetches into `path` (the work file unless given), opened as it is;
-    // a fetch that outlives 20 s fails the test and is stopped.
-    Outcome Fetch(const std::string& url, int64_t offset = 0, const std::string& validator = "",
-                  IUnknown* link = nullptr, std::string path = "") {
+    // Fetches into `path` (the work file unless given) as it is; a fetch
+    // that outlives 20 s fails the test and is stopped.
+    Fetched Fetch(const std::string& url, int64_t offset = 0, const std::string& validator = "",
+                  std::string path = "") {
         if (path.empty()) path = m_work;
         ScopedFD fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
         EXPECT_TRUE(fd.IsOpen()) << path;
-        host::FetchRequest request;
-        request.url = host::FromUtf8(url);
-        request.fd = fd.Get();
-        request.offset = offset;
-        request.validator = validator;
-        request.stop = &m_stop;
-        request.link = link;
-        request.versionKnown = [this](const std::string& version) { m_versions.push_back(version); };
+        const host::FetchRequest request{.url = host::FromUtf8(url), .fd = fd.Get(), .offset = offset,
+                                         .validator = validator, .stop = &m_stop, .link = kLinkMark,
+                                         .versionKnown = [this](const std::string& v) { m_versions.push_back(v); }};
         auto fetcher = QueryAs<host::IFetchScheme>(m_scheme.Get());
         const auto start = std::chrono::steady_clock::now();
         auto running = std::async(std::launch::async, [&] { return fetcher->Fetch(request); });
@@ -80,9 +47,8 @@ protected:
             ADD_FAILURE() << "the fetch did not end within 20 s";
             m_stop = true;
         }
-        Outcome outcome{running.get(), path == m_work ? ReadFile(m_work) : "",
-                        std::chrono::duration_cast<Ms>(std::chrono::steady_clock::now() - start)};
-        return outcome;
+        return {running.get(), path == m_work ? ReadFile(m_work) : "",
+                std::chrono::duration_cast<Ms>(std::chrono::steady_clock::now() - start)};
     }
 
     TempDir m_dir;
@@ -94,71 +60,50 @@ protected:
 };
 
 TEST_F(HttpSchemeTest, FetchesWholeFileAndKeepsItsValidator) {
+    const std::string body = Pattern(300000), date = "Tue, 03 Mar 2026 10:00:00 GMT";
     struct Case {
-        std::string etag, lastModified, validator;
+        std::string etag, lastModified, validator, path;
     } cases[] = {
-        {"\"v1\"", "Tue, 03 Mar 2026 10:00:00 GMT", "\"v1\""},
-        {"", "Tue, 03 Mar 2026 10:00:00 GMT", "Tue, 03 Mar 2026 10:00:00 GMT"},
-        {"", "", ""},
+        {"\"v1\"", date, "\"v1\"", "/file"},
+        {"", date, date, "/file"},
+        {"", "", "", "/file"},
+        {"\"v1\"", "", "\"v1\"", "/moved"},
     };
-    const std::string body = Pattern(300000);
+    m_server.Serve("/moved", {.status = 302, .location = m_server.Url("/file")});
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.validator);
-        TestHttpServer::Resource resource;
-        resource.body = body;
-        resource.etag = c.etag;
-        resource.lastModified = c.lastModified;
-        m_server.Serve("/file", resource);
+        SCOPED_TRACE(c.path + " " + c.validator);
+        m_server.Serve("/file", {.body = body, .etag = c.etag, .lastModified = c.lastModified});
         std::filesystem::remove(m_work);
-        const Outcome out = Fetch(m_server.Url("/file"));
+        const Fetched out = Fetch(m_server.Url(c.path));
         EXPECT_TRUE(out.result.complete) << host::ToUtf8(out.result.error.text);
-        EXPECT_EQ(out.result.error.status, S_OK);
-        EXPECT_EQ(out.result.error.httpStatus, 200);
         EXPECT_EQ(out.result.size, static_cast<int64_t>(body.size()));
         EXPECT_EQ(out.result.validator, c.validator);
         EXPECT_EQ(m_versions, std::vector<std::string>{c.validator});
         m_versions.clear();
         EXPECT_TRUE(out.file == body);
     }
-    TestHttpServer::Resource moved;
-    moved.status = 302;
-    moved.location = m_server.Url("/file");
-    m_server.Serve("/moved", moved);
-    std::filesystem::remove(m_work);
-    const Outcome out = Fetch(m_server.Url("/moved"));
-    EXPECT_TRUE(out.result.complete) << host::ToUtf8(out.result.error.text);
-    EXPECT_TRUE(out.file == body);
 }
 
 TEST_F(HttpSchemeTest, FailuresEndIncompleteWithTheirReason) {
     SetLimits(500, 500);
-    const auto page = [](auto change) {
-        TestHttpServer::Resource r;
-        r.body = Pattern(4000);
-        change(r);
-        return r;
-    };
+    const std::string body = Pattern(4000);
     struct Case {
-        const char* name;
         TestHttpServer::Resource resource;
         std::string text;
         int32_t httpStatus;
         size_t written;
     } cases[] = {
-        {"404", page([](auto& r) { r.status = 404, r.body = "<html>gone</html>"; }), "HTTP 404 Not Found", 404, 0},
-        {"reason", page([](auto& r) { r.status = 500, r.reason = "Broken Thing"; }), "HTTP 500 Broken Thing", 500, 0},
-        {"closed", page([](auto& r) { r.closeAfter = 1000; }), "the connection closed after 1000 of 4000 bytes",
-         200, 1000},
-        {"stall", page([](auto& r) { r.stallAfter = 1000; }), "no data for 500 ms", 200, 1000},
-        {"silent", page([](auto& r) { r.silentFor = TestHttpServer::kUntilStopped; }), "no answer within 500 ms", 0, 0},
-        {"file redirect", page([](auto& r) { r.status = 302, r.location = "file:///etc/passwd"; }),
-         "redirect to file:// refused", 302, 0},
+        {{.body = body, .status = 500, .reason = "Broken Thing"}, "HTTP 500 Broken Thing", 500, 0},
+        {{.body = body, .closeAfter = 1000}, "the connection closed after 1000 of 4000 bytes", 200, 1000},
+        {{.body = body, .stallAfter = 1000}, "no data for 500 ms", 200, 1000},
+        {{.body = body, .silent = true}, "no answer within 500 ms", 0, 0},
+        {{.body = body, .status = 302, .location = "file:///etc/passwd"}, "redirect to file:// refused", 302, 0},
     };
     for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.text);
         m_server.Serve("/fault", c.resource);
         std::filesystem::remove(m_work);
-        const Outcome out = Fetch(m_server.Url("/fault"));
+        const Fetched out = Fetch(m_server.Url("/fault"));
         EXPECT_FALSE(out.result.complete);
         EXPECT_EQ(out.result.error.status, E_FAIL);
         EXPECT_NE(out.result.error.code, 0);
@@ -171,61 +116,53 @@ TEST_F(HttpSchemeTest, FailuresEndIncompleteWithTheirReason) {
 }
 
 TEST_F(HttpSchemeTest, RefusedConnectionAndFullDiskAreNamed) {
-    TestHttpServer::Resource resource;
-    resource.body = Pattern(100000);
-    m_server.Serve("/file", resource);
     std::string closedPort;
     {
         TestHttpServer gone;
         closedPort = gone.Url("/file");
     }
-    Outcome out = Fetch(closedPort);
-    EXPECT_EQ(host::ToUtf8(out.result.error.text), "connection refused");
+    EXPECT_EQ(host::ToUtf8(Fetch(closedPort).result.error.text), "connection refused");
 
-    out = Fetch(m_server.Url("/file"), 0, "", nullptr, "/dev/full");
+    m_server.Serve("/file", {.body = Pattern(100000)});
+    const Fetched out = Fetch(m_server.Url("/file"), 0, "", "/dev/full");
     EXPECT_FALSE(out.result.complete);
     EXPECT_EQ(host::ToUtf8(out.result.error.text), "no space left on device");
     EXPECT_EQ(out.result.error.code, ENOSPC);
 }
 
 TEST_F(HttpSchemeTest, ResumesOnlyTheSameVersion) {
-    const std::string body = Pattern(50000);
-    const std::string junk(1000, 'Z');
+    const std::string body = Pattern(50000), junk(1000, 'Z');
     struct Case {
         const char* name;
         bool ranges;
         std::string etag, validator, prefix;
-        bool asksRange;
         int32_t httpStatus;
     } cases[] = {
-        {"honoured", true, "\"v1\"", "\"v1\"", body.substr(0, 1000), true, 206},
-        {"ignored", false, "\"v1\"", "\"v1\"", junk, true, 200},
-        {"changed", true, "\"v2\"", "\"v1\"", junk, true, 200},
-        {"no validator", true, "\"v1\"", "", junk, false, 200},
+        {"honoured", true, "\"v1\"", "\"v1\"", body.substr(0, 1000), 206},
+        {"ignored", false, "\"v1\"", "\"v1\"", junk, 200},
+        {"changed", true, "\"v2\"", "\"v1\"", junk, 200},
+        {"no validator", true, "\"v1\"", "", junk, 200},
     };
-    int requests = 0;
-    for (const Case& c : cases) {
+    for (size_t i = 0; i < std::size(cases); ++i) {
+        const Case& c = cases[i];
         SCOPED_TRACE(c.name);
-        TestHttpServer::Resource resource;
-        resource.body = body;
-        resource.etag = c.etag;
-        resource.ranges = c.ranges;
-        m_server.Serve("/file", resource);
+        m_server.Serve("/file", {.body = body, .etag = c.etag, .ranges = c.ranges});
         WriteFile(m_work, c.prefix);
-        const Outcome out = Fetch(m_server.Url("/file"), 1000, c.validator);
+        const Fetched out = Fetch(m_server.Url("/file"), 1000, c.validator);
         EXPECT_TRUE(out.result.complete) << host::ToUtf8(out.result.error.text);
         EXPECT_EQ(out.result.error.httpStatus, c.httpStatus);
         EXPECT_EQ(out.result.validator, c.etag);
         EXPECT_EQ(m_versions, std::vector<std::string>{c.etag});
         m_versions.clear();
         EXPECT_TRUE(out.file == body);
-        const TestHttpServer::Request asked = m_server.Requests().at(requests++);
-        EXPECT_EQ(asked.Header("Range"), c.asksRange ? "bytes=1000-" : "");
-        EXPECT_EQ(asked.Header("If-Range"), c.asksRange ? c.validator : "");
+        const TestHttpServer::Request asked = m_server.Requests().at(i);
+        EXPECT_EQ(asked.Header("Range"), c.validator.empty() ? "" : "bytes=1000-");
+        EXPECT_EQ(asked.Header("If-Range"), c.validator);
     }
     // An error answer leaves the bytes already there, and their version, as they were.
     WriteFile(m_work, junk);
-    const Outcome out = Fetch(m_server.Url("/gone"), 1000, "\"v1\"");
+    const Fetched out = Fetch(m_server.Url("/gone"), 1000, "\"v1\"");
+    EXPECT_EQ(host::ToUtf8(out.result.error.text), "HTTP 404 Not Found");
     EXPECT_EQ(out.result.error.httpStatus, 404);
     EXPECT_EQ(out.result.size, 1000);
     EXPECT_EQ(out.result.validator, "\"v1\"");
@@ -234,15 +171,12 @@ TEST_F(HttpSchemeTest, ResumesOnlyTheSameVersion) {
 }
 
 TEST_F(HttpSchemeTest, StopFlagAbortsPromptly) {
-    TestHttpServer::Resource resource;
-    resource.body = Pattern(4000);
-    resource.stallAfter = 100;
-    m_server.Serve("/stall", resource);
+    m_server.Serve("/stall", {.body = Pattern(4000), .stallAfter = 100});
     std::thread stopper([this] {
         std::this_thread::sleep_for(Ms(300));
         m_stop = true;
     });
-    const Outcome out = Fetch(m_server.Url("/stall"));
+    const Fetched out = Fetch(m_server.Url("/stall"));
     stopper.join();
     EXPECT_EQ(out.result.error.status, E_ABORT);
     EXPECT_FALSE(out.result.complete);
@@ -251,35 +185,22 @@ TEST_F(HttpSchemeTest, StopFlagAbortsPromptly) {
 
 TEST_F(HttpSchemeTest, ProgressIsPacedEndsWithTheTotalAndStopsAfterUnadvise) {
     SetLimits(2000, 1000);
-    TestHttpServer::Resource resource;
-    resource.body = Pattern(3000);
-    resource.dripBytes = 200;
-    resource.dripEvery = Ms(60); // about a second in all, each pause well below the limit
-    m_server.Serve("/drip", resource);
-    IPtr<Listener> listener = IPtr<Listener>::Adopt(new Listener);
-    IPtr<IUnknown> link = IPtr<IUnknown>::Adopt(new Listener);
+    // About a second in all, each pause well below the limit.
+    m_server.Serve("/drip", {.body = Pattern(3000), .dripBytes = 200, .dripEvery = Ms(60)});
+    IPtr<ProgressProbe> probe = ProgressProbe::Make();
     auto events = QueryAs<IEventSource>(m_scheme.Get());
-    ASSERT_EQ(events->Advise(listener.Get(), 1), S_OK);
+    ASSERT_EQ(events->Advise(probe.Get(), 1), S_OK);
 
-    const Outcome out = Fetch(m_server.Url("/drip"), 0, "", link.Get());
+    const Fetched out = Fetch(m_server.Url("/drip"));
     EXPECT_TRUE(out.result.complete) << host::ToUtf8(out.result.error.text);
-    EXPECT_TRUE(out.file == resource.body);
-    int calls = 0;
-    {
-        std::lock_guard lock(listener->mutex);
-        calls = listener->calls;
-        EXPECT_EQ(listener->lastReceived, 3000);
-        EXPECT_EQ(listener->lastTotal, 3000);
-        EXPECT_EQ(listener->lastSource, QueryAs<IUnknown>(m_scheme.Get()).Get());
-        EXPECT_EQ(listener->lastExtra, link.Get());
-    }
+    const int calls = probe->Calls();
+    EXPECT_EQ(probe->Last(), ProgressProbe::Report(QueryAs<IUnknown>(m_scheme.Get()).Get(), 3000, 3000, kLinkMark));
     EXPECT_GE(calls, 2);
     EXPECT_LE(calls, out.took.count() / 200 + 3) << "at most five a second and the last";
 
-    ASSERT_EQ(events->Advise(listener.Get(), 0), S_OK);
+    ASSERT_EQ(events->Advise(probe.Get(), 0), S_OK);
     EXPECT_TRUE(Fetch(m_server.Url("/drip")).result.complete);
-    std::lock_guard lock(listener->mutex);
-    EXPECT_EQ(listener->calls, calls);
+    EXPECT_EQ(probe->Calls(), calls);
 }
 
 } // namespace
@@ -293,7 +214,6 @@ TEST_F(HttpSchemeTest, FetchesOverFtpAndSftpAndRefusesAnUnknownServerKey) {
     const std::string name = "scheme-" + m_dir.Path().filename().string() + ".bin";
     WriteFile(std::filesystem::path(root) / name, body);
     WriteFile(m_dir / "empty_known_hosts", "");
-    const std::string key = std::getenv("SHADOW_TEST_SSH_KEY");
     const std::string sftp = std::string(std::getenv("SHADOW_TEST_SFTP_URL")) + root + "/" + name;
     struct Case {
         std::string url, knownHosts;
@@ -307,9 +227,10 @@ TEST_F(HttpSchemeTest, FetchesOverFtpAndSftpAndRefusesAnUnknownServerKey) {
     ScopedEnv registry("SHADOW_REGISTRY", (m_dir / "registry.ini").c_str());
     for (const Case& c : cases) {
         SCOPED_TRACE(c.url.substr(0, 4) + " " + c.knownHosts);
-        WriteFile(m_dir / "registry.ini", "[SSH]\nPrivateKey=" + key + "\nKnownHosts=" + c.knownHosts + "\n");
+        WriteFile(m_dir / "registry.ini", "[SSH]\nPrivateKey=" + std::string(std::getenv("SHADOW_TEST_SSH_KEY")) +
+                                              "\nKnownHosts=" + c.knownHosts + "\n");
         std::filesystem::remove(m_work);
-        const Outcome out = Fetch(c.url);
+        const Fetched out = Fetch(c.url);
         EXPECT_EQ(out.result.complete, c.complete) << host::ToUtf8(out.result.error.text);
         EXPECT_NE(host::ToUtf8(out.result.error.text).find(c.reason), std::string::npos)
             << host::ToUtf8(out.result.error.text);

@@ -1,28 +1,18 @@
 // "StringCollection": a text file read as lines and written back.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "support/HostTestSupport.h"
 
 using namespace hosttest;
 
 namespace {
 
-struct Lines {
-    IPtr<IStringCollection> lines;
-    IPtr<IFileArchive> file;
-};
-
-Lines NewLines(const std::string& path) {
-    Lines l;
-    l.file = Make<IFileArchive>(L"StringCollection");
-    if (!l.file) return l;
-    SetFilename(l.file.Get(), path);
-    l.lines = l.file.Query<IStringCollection>();
-    return l;
+IPtr<IFileArchive> NewLines(const std::string& path) {
+    IPtr<IFileArchive> file = Make<IFileArchive>(L"StringCollection");
+    if (file) SetFilename(file.Get(), path);
+    return file;
 }
 
-std::vector<std::wstring> Read(IStringCollection* lines) {
+std::vector<std::wstring> Read(IUnknown* file) {
+    IPtr<IStringCollection> lines = QueryAs<IStringCollection>(file);
     int32_t count = -1;
     EXPECT_EQ(lines->get_Count(&count), S_OK);
     std::vector<std::wstring> text;
@@ -51,53 +41,50 @@ TEST(StringCollection, LoadReadsTheFileAsLines) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         WriteFile(dir / "list.csv", c.bytes);
-        Lines l = NewLines(dir / "list.csv");
-        ASSERT_TRUE(l.lines);
-        ASSERT_EQ(l.file->Load(), S_OK);
-        EXPECT_EQ(Read(l.lines.Get()), c.lines);
+        IPtr<IFileArchive> file = NewLines(dir / "list.csv");
+        ASSERT_TRUE(file);
+        ASSERT_EQ(file->Load(), S_OK);
+        EXPECT_EQ(Read(file.Get()), c.lines);
     }
 }
 
 TEST(StringCollection, MissingFileLoadsNoLines) {
     TempDir dir;
     WriteFile(dir / "list.csv", "a\n");
-    Lines l = NewLines(dir / "list.csv");
-    ASSERT_EQ(l.file->Load(), S_OK);
-    SetFilename(l.file.Get(), dir / "missing.csv");
-    EXPECT_EQ(l.file->Load(), E_FAIL);
-    EXPECT_EQ(Read(l.lines.Get()), std::vector<std::wstring>{});
-    SetFilename(l.file.Get(), dir.Root());
-    EXPECT_EQ(l.file->Load(), E_FAIL);
+    IPtr<IFileArchive> file = NewLines(dir / "list.csv");
+    ASSERT_EQ(file->Load(), S_OK);
+    SetFilename(file.Get(), dir / "missing.csv");
+    EXPECT_EQ(file->Load(), E_FAIL);
+    EXPECT_EQ(Read(file.Get()), std::vector<std::wstring>{});
+    SetFilename(file.Get(), dir.Root());
+    EXPECT_EQ(file->Load(), E_FAIL);
     IPtr<IString> line;
-    EXPECT_EQ(l.lines->get_Line(0, line.Out()), E_INVALIDARG);
+    EXPECT_EQ(QueryAs<IStringCollection>(file.Get())->get_Line(0, line.Out()), E_INVALIDARG);
 }
 
 TEST(StringCollection, SaveWritesTheLinesThroughAWorkFile) {
     TempDir dir;
-    Lines l = NewLines(dir / "out.csv");
-    IPtr<ISuperCollection> items = l.file.Query<ISuperCollection>();
+    IPtr<IFileArchive> file = NewLines(dir / "out.csv");
+    IPtr<ISuperCollection> items = file.Query<ISuperCollection>();
     for (const wchar_t* text : {L"a,x", L"", L"caf\u00E9"})
         ASSERT_EQ(items->Add(nullptr, Str(text).Get(), nullptr, 0), S_OK);
 
     // A link under the name is replaced, not followed.
     WriteFile(dir / "target", "kept");
-    ASSERT_EQ(symlink((dir / "target").c_str(), (dir / "out.csv").c_str()), 0);
-    ASSERT_EQ(l.file->Save(), S_OK);
+    std::filesystem::create_symlink(dir / "target", dir / "out.csv");
+    ASSERT_EQ(file->Save(), S_OK);
     EXPECT_EQ(ReadFile(dir / "out.csv"), "a,x\n\ncaf\xC3\xA9\n");
     EXPECT_EQ(ReadFile(dir / "target"), "kept");
-    struct stat st {};
-    ASSERT_EQ(lstat((dir / "out.csv").c_str(), &st), 0);
-    EXPECT_TRUE(S_ISREG(st.st_mode));
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 2); // no work file left
 
-    Lines back = NewLines(dir / "out.csv");
-    ASSERT_EQ(back.file->Load(), S_OK);
-    EXPECT_EQ(Read(back.lines.Get()), (std::vector<std::wstring>{L"a,x", L"", L"caf\u00E9"}));
+    IPtr<IFileArchive> back = NewLines(dir / "out.csv");
+    ASSERT_EQ(back->Load(), S_OK);
+    EXPECT_EQ(Read(back.Get()), (std::vector<std::wstring>{L"a,x", L"", L"caf\u00E9"}));
 
-    SetFilename(l.file.Get(), dir / "no-folder/out.csv");
-    EXPECT_EQ(l.file->Save(), E_FAIL);
-    SetFilename(l.file.Get(), "");
-    EXPECT_EQ(l.file->Save(), E_FAIL);
+    SetFilename(file.Get(), dir / "no-folder/out.csv");
+    EXPECT_EQ(file->Save(), E_FAIL);
+    SetFilename(file.Get(), "");
+    EXPECT_EQ(file->Save(), E_FAIL);
 }
 
 } // namespace

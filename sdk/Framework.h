@@ -13,6 +13,7 @@
 #include "Streams.h"
 #include "Strings.h"
 #include "Transfer.h"
+#include "FileArchiveService.h"
 #include "Transforms.h"
 #include "Variant.h"
 

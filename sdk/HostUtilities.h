@@ -29,4 +29,10 @@ struct IUIUtils : IUnknown {
     // be read.
     virtual HRESULT OpenFileObject(tagREFString path, IUnknown* parent, tagREFString text, IUnknown** result,
                                    int32_t flags) = 0;
+    // Writes the scheme file of one side (an IFileArchiveScheme) into that
+    // side's location under `name` (the default name when empty), through
+    // the host's "FASService"; `files` (may be null) receives the number of
+    // files it lists. E_FAIL, with the reason in "EventLogGlobal", when it
+    // could not be written.
+    virtual HRESULT CreateSchemeFile(IUnknown* side, IString* name, int32_t* files) = 0;
 };

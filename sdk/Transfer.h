@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Parameters.h"
+#include "Streams.h"
 #include "Strings.h"
 
 // A URL scheme: how names are reached and moved (http, https, ftp, ftps and
@@ -22,7 +23,36 @@ struct IFileArchiveScheme : IUnknown {
     // Neither limit caps the length of a whole transfer. 0 or less keeps the
     // default. The scheme keeps its own copy of the values.
     virtual HRESULT put_Parameters(IParameters* parameters) = 0;
+
+    // Sends the whole content of `data` (read from its start) to the file
+    // `name` at the scheme's location. `name` is relative to the location
+    // and may hold "/" between folders; missing folders are made. The data
+    // goes to a work name beside the target first and is renamed over the
+    // target only when complete and verified (the destination reports the
+    // size sent), so the target holds its old content or all of the new one.
+    // S_OK only then; E_FAIL otherwise (the reason in "EventLogGlobal", a
+    // URL's password never in it); E_INVALIDARG for a null argument, a name
+    // that is empty, absolute or holds "..", or a scheme without location.
+    virtual HRESULT Transfer(IString* name, IDataStream* data) = 0;
+
+    // Removes one file: `pathOrName` is either the file's full path or URL
+    // under the location, or a name relative to it. Only files are removed,
+    // never folders. S_OK when it is gone; E_FAIL otherwise (a file that was
+    // not there included); E_INVALIDARG as for Transfer.
+    virtual HRESULT Delete(IString* pathOrName) = 0;
 };
+
+// A location seen as a listing: the schemes ("URLhttp", "URLFile") and the
+// host's folder listing ("FileNameCollection") answer IFileNameCollection,
+// ISuperCollection and IFileArchiveScheme on the same object. For a scheme
+// put_Folder and the "HOSTNAME" setting name the same location (the one
+// given last holds); for a listing the folder is the location. Scan lists
+// the files directly in the location (IFileNameCollection's options as far
+// as they apply); each entry answers IFileArchive (get_Filename its full
+// path or URL, get_Name its name) and IFileAttributes, and an entry of a
+// local file also IDataStream. An entry removed through Delete leaves the
+// listing, so the entries after it move up by one; IUIRefreshableObject's
+// Refresh(0) and IUIManager's Update(0) keep the listing as it is.
 
 // The progress of a transfer. `received` and `total` are byte counts, both
 // clamped to 0..2^31-1; `total` is 0 while the size is unknown. `source` is

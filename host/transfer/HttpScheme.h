@@ -27,6 +27,9 @@ public:
     // default) and "HOSTNAME" (text), each when present; an absent one keeps
     // its value.
     HRESULT put_Parameters(IParameters* parameters) override;
+    // Sending and removing files are not built yet.
+    HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
+    HRESULT Delete(IString*) override { return E_NOTIMPL; }
     HRESULT Advise(IUnknown* listener, int32_t on) override;
     FetchResult Fetch(const FetchRequest& request) override;
 

@@ -16,6 +16,8 @@ public:
     // file cannot be opened (the reason goes to the event log).
     HRESULT OpenFileObject(tagREFString path, IUnknown* parent, tagREFString text, IUnknown** result,
                            int32_t flags) override;
+    // The file-archive-scheme service is not built yet.
+    HRESULT CreateSchemeFile(IUnknown*, IString*, int32_t*) override { return E_NOTIMPL; }
 };
 
 HRESULT CreateUIUtils(const IID* iid, void** out);

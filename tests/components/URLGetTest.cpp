@@ -63,6 +63,9 @@ struct FakeServices final : IFileArchiveScheme, IEventSource, IURLLink, IStep, I
     IUnknown* Unknown() { return static_cast<IFileArchiveScheme*>(this); }
     void Add(std::string entry) { journal.push_back(std::move(entry)); }
 
+    HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
+    HRESULT Delete(IString*) override { return E_NOTIMPL; }
+    HRESULT CreateSchemeFile(IUnknown*, IString*, int32_t*) override { return E_NOTIMPL; }
     HRESULT put_Parameters(IParameters* parameters) override {
         int32_t count = 0;
         parameters->get_Count(&count);

@@ -22,6 +22,8 @@ public:
     static IPtr<ScriptedScheme> Make() { return IPtr<ScriptedScheme>::Adopt(new ScriptedScheme()); }
 
     HRESULT put_Parameters(IParameters*) override { return S_OK; }
+    HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
+    HRESULT Delete(IString*) override { return E_NOTIMPL; }
     host::FetchResult Fetch(const host::FetchRequest& request) override {
         {
             std::lock_guard guard(m_lock);

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,11 +37,19 @@ struct ILocationScheme : IUnknown {
     // protocol's checks passed.
     virtual FetchResult FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) = 0;
 
-    // Sends `size` bytes read from `fd` (from offset 0) to `name`, safely:
-    // to a work name in the target's folder, verified by the size the
-    // destination reports, then renamed over the target. Missing folders
-    // are made. The target holds its old content or all of the new one.
-    virtual TransferError PutFile(const std::wstring& name, int fd, int64_t size, const std::atomic<bool>* stop) = 0;
+    // Reads the next bytes of the content to send into `buffer` (at most
+    // `capacity`), in order: the count, 0 at the end, -1 on a failure (with
+    // errno set).
+    using ContentReader = std::function<int64_t(void* buffer, size_t capacity)>;
+
+    // Sends `size` bytes that `read` gives to `name`, safely: to a work name
+    // in the target's folder, verified by the size the destination reports,
+    // then renamed over the target. Content that ends before or runs past
+    // `size` fails the transfer. Missing folders are made. The target holds
+    // its old content or all of the new one; a failed transfer leaves no
+    // work file behind where the location lets it be removed.
+    virtual TransferError PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
+                                  const std::atomic<bool>* stop) = 0;
 
     // Renames the file `from` to `to`, replacing `to` when it exists.
     virtual TransferError Rename(const std::wstring& from, const std::wstring& to) = 0;

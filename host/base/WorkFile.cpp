@@ -132,6 +132,14 @@ int WorkFile::ReplaceAs(const std::string& name) {
     return 0;
 }
 
+bool IsWorkFileName(std::string_view name) {
+    constexpr std::string_view prefix = ".work-";
+    if (name.size() != prefix.size() + 16 || name.substr(0, prefix.size()) != prefix) return false;
+    for (char c : name.substr(prefix.size()))
+        if (!((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'))) return false;
+    return true;
+}
+
 void UseNamedWorkFilesForTesting(bool named) { g_namedOnly.store(named, std::memory_order_relaxed); }
 
 } // namespace host

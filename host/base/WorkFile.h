@@ -12,6 +12,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 
 #include "sdk/ScopedHandles.h"
 
@@ -49,6 +50,10 @@ private:
     std::string m_name; // the work name; empty while the file has none
     bool m_placed = false;
 };
+
+// Whether a name (its bytes) is that of a named work file: ".work-" and
+// sixteen hexadecimal digits. Listings of a destination leave such names out.
+bool IsWorkFileName(std::string_view name);
 
 // Makes every later work file a named one, as on a file system without
 // O_TMPFILE, so that tests reach that way too; false goes back.

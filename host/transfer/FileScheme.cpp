@@ -4,9 +4,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <dirent.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <vector>
+
+#include "host/base/WorkFile.h"
+#include "host/files/LocalWrite.h"
 
 #include "host/text/FileNameEncoding.h"
 #include "host/transfer/FileUrl.h"
@@ -96,9 +101,13 @@ FetchResult FileScheme::Fetch(const FetchRequest& request) {
         Fail(result, E_FAIL, EINVAL, why);
         return result;
     }
-    const std::wstring shown = FileNameToWide(path);
     // O_NONBLOCK: a pipe under the name must not hold the open up.
     ScopedFD source(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return FetchOpened(source, FileNameToWide(path), request);
+}
+
+FetchResult FileScheme::FetchOpened(const ScopedFD& source, const std::wstring& shown, const FetchRequest& request) {
+    FetchResult result;
     struct stat before {};
     if (!source.IsOpen()) {
         const int code = errno;
@@ -154,6 +163,183 @@ FetchResult FileScheme::Fetch(const FetchRequest& request) {
     if (pace.Due(at, true)) m_listeners.Report(self, at, total, request.link);
     result.complete = true;
     return result;
+}
+
+namespace {
+
+TransferError ErrorOf(const LocalError& local) {
+    TransferError error;
+    if (!local) return error;
+    error.status = local.code == ECANCELED ? E_ABORT : local.code == EINVAL ? E_INVALIDARG : E_FAIL;
+    error.code = local.code;
+    error.text = local.text;
+    return error;
+}
+
+TransferError Refused(const std::wstring& name) {
+    TransferError error;
+    error.status = E_INVALIDARG;
+    error.code = EINVAL;
+    error.text = L"not a relative name: " + name;
+    return error;
+}
+
+bool IsFolderName(std::wstring_view folder) { return folder.empty() || IsRelativeName(folder); }
+
+} // namespace
+
+std::wstring FileScheme::Location() {
+    std::lock_guard guard(m_lock);
+    return m_hostName;
+}
+
+bool FileScheme::LocationPath(std::string& path, TransferError& error) {
+    const std::wstring location = Location();
+    std::wstring why;
+    if (location.empty()) why = L"no location";
+    else if (LocalPathOfName(location, {}, path, why)) return true;
+    error.status = E_INVALIDARG;
+    error.code = EINVAL;
+    error.text = why;
+    return false;
+}
+
+FetchResult FileScheme::FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) {
+    FetchResult result;
+    std::string base;
+    if (!IsRelativeName(name)) {
+        result.error = Refused(name);
+        return result;
+    }
+    if (!LocationPath(base, result.error)) return result;
+    // The source's folders are reached as the location's files are written:
+    // without following links below the location.
+    LocalError local;
+    std::string leaf;
+    ScopedFD folder = OpenParentFolder(base, name, false, leaf, local);
+    if (local) {
+        result.error = ErrorOf(local);
+        return result;
+    }
+    FetchRequest request;
+    request.fd = fd;
+    request.stop = stop;
+    ScopedFD source(::openat(folder.Get(), leaf.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    result = FetchOpened(source, name, request);
+    return result;
+}
+
+TransferError FileScheme::PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
+                                  const std::atomic<bool>* stop) {
+    TransferError error;
+    std::string base;
+    if (!IsRelativeName(name)) return Refused(name);
+    if (!LocationPath(base, error)) return error;
+    IUnknown* self = static_cast<IFileArchiveScheme*>(this);
+    ProgressPace pace;
+    const auto progress = [&](int64_t done) {
+        if (pace.Due(done, done == size)) m_listeners.Report(self, done, size < 0 ? 0 : size, nullptr);
+    };
+    return ErrorOf(WriteFileSafely(base, name, read, size, stop, progress));
+}
+
+TransferError FileScheme::Rename(const std::wstring& from, const std::wstring& to) {
+    TransferError error;
+    std::string base;
+    if (!IsRelativeName(from)) return Refused(from);
+    if (!IsRelativeName(to)) return Refused(to);
+    if (!LocationPath(base, error)) return error;
+    LocalError local;
+    std::string fromLeaf, toLeaf;
+    ScopedFD fromFolder = OpenParentFolder(base, from, false, fromLeaf, local);
+    if (local) return ErrorOf(local);
+    ScopedFD toFolder = OpenParentFolder(base, to, true, toLeaf, local);
+    if (local) return ErrorOf(local);
+    struct stat info {};
+    if (::fstatat(fromFolder.Get(), fromLeaf.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(info.st_mode)) {
+        error.status = E_FAIL;
+        error.code = EISDIR;
+        error.text = L"not a file: " + from;
+        return error;
+    }
+    if (::renameat(fromFolder.Get(), fromLeaf.c_str(), toFolder.Get(), toLeaf.c_str()) != 0) {
+        error.status = E_FAIL;
+        error.code = errno;
+        error.text = L"cannot rename " + from + L" to " + to + L": " + ErrnoText(error.code);
+        return error;
+    }
+    ::fsync(toFolder.Get());
+    return error;
+}
+
+TransferError FileScheme::RemoveFile(const std::wstring& name) {
+    TransferError error;
+    std::string base;
+    if (!IsRelativeName(name)) return Refused(name);
+    if (!LocationPath(base, error)) return error;
+    LocalError local;
+    std::string leaf;
+    ScopedFD folder = OpenParentFolder(base, name, false, leaf, local);
+    if (local.code == ENOENT) return error; // its folder is gone: so is the file
+    if (local) return ErrorOf(local);
+    // Flags 0: a folder under the name is refused (EISDIR), never removed.
+    if (::unlinkat(folder.Get(), leaf.c_str(), 0) != 0 && errno != ENOENT) {
+        error.status = E_FAIL;
+        error.code = errno;
+        error.text = L"cannot remove " + name + L": " + ErrnoText(error.code);
+    }
+    return error;
+}
+
+TransferError FileScheme::List(const std::wstring& folder, std::vector<LocationEntry>& entries) {
+    entries.clear();
+    TransferError error;
+    std::string base;
+    if (!IsFolderName(folder)) return Refused(folder);
+    if (!LocationPath(base, error)) return error;
+    ScopedFD fd;
+    if (folder.empty()) {
+        fd.Reset(::open(base.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!fd.IsOpen() && errno != ENOENT) return ErrorOf(LocalError{errno, L"cannot open " + Location() + L": " + ErrnoText(errno)});
+    } else {
+        LocalError local;
+        std::string leaf;
+        ScopedFD parent = OpenParentFolder(base, folder, false, leaf, local);
+        if (local && local.code != ENOENT) return ErrorOf(local);
+        if (!local) {
+            fd.Reset(::openat(parent.Get(), leaf.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+            if (!fd.IsOpen() && errno != ENOENT) return ErrorOf(LocalError{errno, L"cannot open " + folder + L": " + ErrnoText(errno)});
+        }
+    }
+    if (!fd.IsOpen()) return error; // no such folder: nothing in it
+    const int dirFd = fd.Get();
+    ScopedDIR dir(::fdopendir(fd.Release()));
+    if (!dir) {
+        ::close(dirFd);
+        return ErrorOf(LocalError{errno, L"cannot read " + Location() + L": " + ErrnoText(errno)});
+    }
+    errno = 0;
+    while (const dirent* e = ::readdir(dir.get())) {
+        const std::string_view raw(e->d_name);
+        if (raw == "." || raw == ".." || IsWorkFileName(raw) || IsCopyWorkFileName(raw.data(), raw.size())) continue;
+        struct stat info {};
+        if (::fstatat(::dirfd(dir.get()), e->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+        // A link is listed as the file it points to; a link to a folder,
+        // a dangling one, devices, pipes and sockets are left out.
+        if (S_ISLNK(info.st_mode) &&
+            (::fstatat(::dirfd(dir.get()), e->d_name, &info, 0) != 0 || !S_ISREG(info.st_mode)))
+            continue;
+        if (!S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode)) continue;
+        LocationEntry entry;
+        entry.name = FileNameToWide(raw);
+        entry.folder = S_ISDIR(info.st_mode);
+        entry.size = entry.folder ? -1 : static_cast<int64_t>(info.st_size);
+        entry.modified = static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+        entries.push_back(std::move(entry));
+        errno = 0;
+    }
+    if (errno != 0) return ErrorOf(LocalError{errno, L"cannot read " + Location() + L": " + ErrnoText(errno)});
+    return error;
 }
 
 HRESULT CreateFileScheme(const IID* iid, void** out) { return CreateHostComponent<FileScheme>(iid, out); }

@@ -18,12 +18,14 @@
 #include <string>
 
 #include "host/base/HostObject.h"
+#include "sdk/ScopedHandles.h"
 #include "host/transfer/FetchScheme.h"
+#include "host/transfer/LocationScheme.h"
 #include "host/transfer/ProgressListeners.h"
 
 namespace host {
 
-class FileScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme> {
+class FileScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme, ILocationScheme> {
 public:
     static constexpr size_t kChunk = 1 << 20;
 
@@ -36,7 +38,22 @@ public:
     HRESULT Advise(IUnknown* listener, int32_t on) override;
     FetchResult Fetch(const FetchRequest& request) override;
 
+    // ILocationScheme
+    std::wstring Location() override;
+    FetchResult FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) override;
+    TransferError PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
+                          const std::atomic<bool>* stop) override;
+    TransferError Rename(const std::wstring& from, const std::wstring& to) override;
+    TransferError RemoveFile(const std::wstring& name) override;
+    TransferError List(const std::wstring& folder, std::vector<LocationEntry>& entries) override;
+
 private:
+    // Copies the open `source` (closed when it failed to open, errno set)
+    // into the request's work file; `shown` names it in texts.
+    FetchResult FetchOpened(const ScopedFD& source, const std::wstring& shown, const FetchRequest& request);
+    // The location's local path (bytes), or false with `error` filled.
+    bool LocationPath(std::string& path, TransferError& error);
+
     ~FileScheme() override = default;
 
     std::mutex m_lock;

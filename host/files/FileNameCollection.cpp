@@ -13,6 +13,9 @@
 
 #include "sdk/ScopedHandles.h"
 #include "host/files/FileEntry.h"
+#include "host/files/LocalWrite.h"
+#include "host/runtime/EventLogLine.h"
+#include "host/text/ErrnoText.h"
 #include "host/text/FileNameEncoding.h"
 
 namespace host {
@@ -162,6 +165,7 @@ HRESULT FileNameCollection::Scan() {
     const auto fail = [this](int error) {
         ClearItems();
         std::lock_guard<std::mutex> hold(m_settingsLock);
+        m_scanned = false;
         m_scanError = error != 0 ? error : EIO;
         m_workFiles = 0;
         return E_FAIL;
@@ -234,12 +238,17 @@ HRESULT FileNameCollection::Scan() {
         data.mode = static_cast<int64_t>(st.st_mode);
         listed.push_back(data);
     }
+    struct stat folderInfo {};
+    const bool known = ::fstat(dirFd, &folderInfo) == 0;
     dir.reset();
 
     {
         std::lock_guard<std::mutex> hold(m_settingsLock);
         m_scanError = 0;
         m_workFiles = workFiles;
+        m_scanned = known;
+        m_device = static_cast<uint64_t>(folderInfo.st_dev);
+        m_inode = static_cast<uint64_t>(folderInfo.st_ino);
     }
     std::shared_ptr<const ListingText> shared = std::move(text);
     // The old listing is replaced under the collection's lock, so that a
@@ -253,6 +262,70 @@ HRESULT FileNameCollection::Scan() {
         if (FAILED(hr)) return hr;
         AppendItem(std::wstring_view(shared->names).substr(data.nameOffset, data.nameLength), entry.Get());
     }
+    return S_OK;
+}
+
+HRESULT FileNameCollection::Transfer(IString* name, IDataStream* data) {
+    if (!name || !data) return E_INVALIDARG;
+    const std::wstring relative = ToWide(name);
+    std::wstring folder;
+    {
+        std::lock_guard<std::mutex> hold(m_settingsLock);
+        folder = m_folder;
+    }
+    if (!IsRelativeName(relative) || folder.empty()) return E_INVALIDARG;
+    int64_t size = -1;
+    const LocalContentReader read = ReaderOf(data, size);
+    const LocalError error = WriteFileSafely(FileNameToBytes(folder), relative, read, size);
+    if (!error) return S_OK;
+    WriteEventLogError(L"FileNameCollection", L"cannot send " + relative + L" to " + folder + L": " + error.text);
+    return E_FAIL;
+}
+
+HRESULT FileNameCollection::Delete(IString* pathOrName) {
+    if (!pathOrName) return E_INVALIDARG;
+    const std::wstring wanted = ToWide(pathOrName);
+    if (wanted.empty()) return E_INVALIDARG;
+    std::wstring folder;
+    bool scanned;
+    uint64_t device, inode;
+    {
+        std::lock_guard<std::mutex> hold(m_settingsLock);
+        folder = m_folder;
+        scanned = m_scanned;
+        device = m_device;
+        inode = m_inode;
+    }
+    const auto refuse = [&](const std::wstring& why) {
+        WriteEventLogError(L"FileNameCollection", L"not deleted: " + wanted + L": " + why);
+        return E_FAIL;
+    };
+    // The listing stays as it is from the search to the removal of the entry.
+    CollectionHold hold(*this);
+    int32_t index = -1;
+    const FileEntry* entry = nullptr;
+    for (int32_t i = 0; i < ItemCount() && !entry; ++i) {
+        const auto* candidate = dynamic_cast<const FileEntry*>(ItemAt(i));
+        if (candidate && !candidate->Data().folder && (candidate->Name() == wanted || candidate->Path() == wanted)) {
+            entry = candidate;
+            index = i;
+        }
+    }
+    if (!entry) return refuse(L"no file of the listing of " + folder);
+    ScopedFD dir(::open(FileNameToBytes(folder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    struct stat info {};
+    if (!dir.IsOpen() || ::fstat(dir.Get(), &info) != 0) return refuse(L"cannot open " + folder + L": " + ErrnoText(errno));
+    if (!scanned || static_cast<uint64_t>(info.st_dev) != device || static_cast<uint64_t>(info.st_ino) != inode)
+        return refuse(L"the folder " + folder + L" is not the one listed");
+    const std::string leaf = FileNameToBytes(entry->Name());
+    // As listed: a link stands for the file it points to.
+    if (::fstatat(dir.Get(), leaf.c_str(), &info, 0) != 0) return refuse(ErrnoText(errno));
+    const int64_t modified = static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec;
+    if (!S_ISREG(info.st_mode) || static_cast<int64_t>(info.st_size) != entry->Data().size ||
+        modified != entry->Data().modified)
+        return refuse(L"the file changed since it was listed");
+    if (::unlinkat(dir.Get(), leaf.c_str(), 0) != 0) return refuse(ErrnoText(errno));
+    Remove(index);
     return S_OK;
 }
 

@@ -26,6 +26,22 @@
 // Names are matched exactly in get_Index and FindName, as the file system
 // does. Other option numbers (18, 22, 24, 25 among them) are accepted and
 // kept for the caller and do not change the listing.
+//
+// The listing is also a location (sdk/Transfer.h), its folder:
+//   - Transfer(name, data) writes the data under the folder with
+//     WriteFileSafely (LocalWrite.h): work file beside the target, flushed,
+//     renamed over it; no link below the folder followed; missing folders
+//     made. The listing itself is not changed.
+//   - Delete(pathOrName) removes the file of one entry of the current
+//     listing, named by its full path or its name, and takes the entry out
+//     (the entries after it move up). It refuses (E_FAIL, the reason in
+//     "EventLogGlobal") a name that is no file entry of the listing, a
+//     folder that is no longer the one scanned (device and inode), and a
+//     file whose size or modification time is no longer what the listing
+//     recorded: whoever read the entry may have had a stale copy of it.
+//   - put_Parameters keeps nothing: the folder is the location.
+//   - IUIRefreshableObject::Refresh and IUIManager::Update keep the listing
+//     as it is (S_OK).
 #pragma once
 
 #include <map>
@@ -37,7 +53,8 @@
 
 namespace host {
 
-class FileNameCollection final : public ItemCollectionImpl<IFileNameCollection> {
+class FileNameCollection final
+    : public ItemCollectionImpl<IFileNameCollection, IFileArchiveScheme, IUIRefreshableObject, IUIManager> {
 public:
     FileNameCollection() : ItemCollectionImpl(NameMatch::Exact) {}
 
@@ -55,6 +72,14 @@ public:
     // folder cannot be opened or read, or an entry's status cannot be read.
     HRESULT Scan() override;
 
+    // IFileArchiveScheme
+    HRESULT put_Parameters(IParameters*) override { return S_OK; }
+    HRESULT Transfer(IString* name, IDataStream* data) override;
+    HRESULT Delete(IString* pathOrName) override;
+
+    HRESULT Refresh(int32_t) override { return S_OK; }
+    HRESULT Update(int32_t) override { return S_OK; }
+
 private:
     ~FileNameCollection() override = default;
 
@@ -65,6 +90,9 @@ private:
     std::map<int32_t, int32_t> m_options;
     int32_t m_scanError = 0; // facts of the last scan
     int32_t m_workFiles = 0;
+    bool m_scanned = false; // the folder the last good scan read
+    uint64_t m_device = 0;
+    uint64_t m_inode = 0;
 };
 
 } // namespace host

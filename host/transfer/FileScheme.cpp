@@ -188,6 +188,11 @@ bool IsFolderName(std::wstring_view folder) { return folder.empty() || IsRelativ
 
 } // namespace
 
+void FileScheme::SetLocation(std::wstring location) {
+    std::lock_guard guard(m_lock);
+    m_hostName = std::move(location);
+}
+
 std::wstring FileScheme::Location() {
     std::lock_guard guard(m_lock);
     return m_hostName;

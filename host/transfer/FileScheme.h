@@ -20,21 +20,19 @@
 #include "host/base/HostObject.h"
 #include "sdk/ScopedHandles.h"
 #include "host/transfer/FetchScheme.h"
+#include "host/transfer/LocationFaces.h"
 #include "host/transfer/LocationScheme.h"
 #include "host/transfer/ProgressListeners.h"
 
 namespace host {
 
-class FileScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme, ILocationScheme> {
+class FileScheme final : public LocationListing<IEventSource, IFetchScheme> {
 public:
     static constexpr size_t kChunk = 1 << 20;
 
-    FileScheme() = default;
+    FileScheme() : LocationListing(L"URLFile") {}
 
     HRESULT put_Parameters(IParameters* parameters) override;
-    // Sending and removing files are not built yet.
-    HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
-    HRESULT Delete(IString*) override { return E_NOTIMPL; }
     HRESULT Advise(IUnknown* listener, int32_t on) override;
     FetchResult Fetch(const FetchRequest& request) override;
 
@@ -48,6 +46,7 @@ public:
     TransferError List(const std::wstring& folder, std::vector<LocationEntry>& entries) override;
 
 private:
+    void SetLocation(std::wstring location) override;
     // Copies the open `source` (closed when it failed to open, errno set)
     // into the request's work file; `shown` names it in texts.
     FetchResult FetchOpened(const ScopedFD& source, const std::wstring& shown, const FetchRequest& request);

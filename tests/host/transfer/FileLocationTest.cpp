@@ -137,3 +137,25 @@ TEST_F(FileLocationTest, AFailedPutLeavesTheOldFileAndNoWorkFile) {
     }
     host::UseNamedWorkFilesForTesting(false);
 }
+
+TEST_F(FileLocationTest, SeenAsAListingItSendsListsAndDeletes) {
+    IPtr<IDataStream> data = Make<IDataStream>(L"DataStream");
+    ASSERT_EQ(WriteBytes(data.Get(), "sent"), S_OK);
+    EXPECT_EQ(m_scheme->Transfer(Str(L"x.txt").Get(), data.Get()), S_OK);
+    EXPECT_EQ(m_scheme->Transfer(Str(L"y.txt").Get(), data.Get()), S_OK);
+    EXPECT_EQ(m_scheme->Transfer(Str(L"../x.txt").Get(), data.Get()), E_INVALIDARG);
+    fs::create_directories(m_root / "folder");
+    IPtr<IFileNameCollection> listing = m_scheme.Query<IFileNameCollection>();
+    ASSERT_TRUE(listing);
+    ASSERT_EQ(listing->Scan(), S_OK);
+    IPtr<ISuperCollection> items = m_scheme.Query<ISuperCollection>();
+    EXPECT_EQ(Names(items.Get()), (std::vector<std::wstring>{L"x.txt", L"y.txt"}));
+    IPtr<IUnknown> first;
+    ASSERT_EQ(items->get_Item(0, first.Out()), S_OK);
+    IPtr<IString> path;
+    QueryAs<IFileArchive>(first.Get())->get_Filename(path.Out());
+    EXPECT_EQ(m_scheme->Delete(path.Get()), S_OK);
+    EXPECT_EQ(Names(items.Get()), (std::vector<std::wstring>{L"y.txt"}));
+    EXPECT_EQ(m_scheme->Delete(Str(L"x.txt").Get()), E_FAIL) << "gone already";
+    EXPECT_EQ(ReadFile(m_root / "y.txt"), "sent");
+}

@@ -68,10 +68,29 @@ HRESULT FileDataStream::Seek(long offset, unsigned int origin, unsigned long* po
 HRESULT FileDataStream::GetStream(void** data, unsigned long* size) { return m_bytes.GetStream(data, size); }
 
 HRESULT FileDataStream::Read(void* data, unsigned int size, unsigned int* read) {
-    return m_bytes.Read(data, size, read);
+    const size_t before = m_bytes.Position();
+    const HRESULT hr = m_bytes.Read(data, size, read);
+    ReleasePassedPages(before);
+    return hr;
+}
+
+void FileDataStream::ReleasePassedPages(size_t before) {
+    if (m_modified || !m_mapping.Data() || m_bytes.View().data() != m_mapping.Data()) return;
+    static const size_t page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    // Read again from further back: those pages are in memory once more.
+    if (before < m_releasedUpTo) m_releasedUpTo = before / page * page;
+    const size_t end = m_bytes.Position() / page * page;
+    if (end <= m_releasedUpTo || end - m_releasedUpTo < kReleaseStep) return;
+    // Clean pages of a private file mapping: dropped now, read from the file
+    // again should anyone touch them, with the same content.
+    ::madvise(static_cast<char*>(m_mapping.Data()) + m_releasedUpTo, end - m_releasedUpTo, MADV_DONTNEED);
+    m_releasedUpTo = end;
 }
 
 HRESULT FileDataStream::Write(const void* data, unsigned int size, unsigned int* written) {
+    // A write in place makes pages of the mapping this stream's own: they
+    // may no longer be dropped.
+    m_modified = true;
     const HRESULT hr = m_bytes.Write(data, size, written);
     ReleaseUnusedMapping();
     return hr;
@@ -105,6 +124,8 @@ HRESULT FileDataStream::Open(IString* path) {
     // The stream moves onto the new mapping before the old one goes.
     m_bytes.Create(mapping.Data(), static_cast<unsigned long>(size), true);
     m_mapping.Swap(mapping);
+    m_modified = false;
+    m_releasedUpTo = 0;
     m_file.put_Filename(path);
     m_error.clear();
     return S_OK;

@@ -7,7 +7,11 @@
 //   never the file. The content is a growable stream over the mapping with
 //   ByteBuffer's rules: writes within it overwrite in place, a write past
 //   its end copies the content to storage of the stream's own. The mapping
-//   lives as long as the content uses it.
+//   lives as long as the content uses it. Reading the content in order with
+//   Read drops the pages it has passed from the process's memory (they are
+//   read from the file again if touched), so a stream of any size read
+//   through holds a few megabytes at most; once the stream has been written
+//   to, its pages are kept.
 // - SaveStream writes the whole content of a stream to a work file in the
 //   target's folder, flushes it, and renames it over the target: the target
 //   holds its old content or all of the new one. A target that is a
@@ -86,12 +90,18 @@ protected:
 private:
     // Drops the mapping once the content has left it.
     void ReleaseUnusedMapping();
+    // Drops the pages of an unmodified mapping that reads have passed; `before`
+    // is the position the last read started from.
+    void ReleasePassedPages(size_t before);
+    static constexpr size_t kReleaseStep = 4 << 20;
     HRESULT Fail(const std::string& path, const std::string& reason);
 
     FileMapping m_mapping; // declared before m_bytes, which may point into it
     ByteBuffer m_bytes;
     std::wstring m_text;
     bool m_hasText = false;
+    bool m_modified = false;   // written to since the last Open
+    size_t m_releasedUpTo = 0; // pages of the mapping before this are dropped
     std::string m_error;
     ArchiveFile m_file{L""};
 };

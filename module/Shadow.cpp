@@ -13,6 +13,7 @@
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
 #include "components/ShadowSelective.h"
+#include "components/ShadowUpload.h"
 #include "components/ShadowVelmix.h"
 #include "components/ShadowVelmixList.h"
 #include "components/URLGet.h"
@@ -61,6 +62,7 @@ constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadowVelmixList>::m_ObjectName, &CObject<CShadowVelmixList>::_CreateInstance},
     {&IObjectInfoImpl<CShadowVelmix>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
     {&IObjectInfoImpl<CShadowSelective>::m_ObjectName, &CObject<CShadowSelective>::_CreateInstance},
+    {&IObjectInfoImpl<CShadowUpload>::m_ObjectName, &CObject<CShadowUpload>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},
     {&IObjectInfoImpl<CSTRINGConvert>::m_ObjectName, &CObject<CSTRINGConvert>::_CreateInstance},
     {&IObjectInfoImpl<CURLGet>::m_ObjectName, &CObject<CURLGet>::_CreateInstance},

@@ -17,6 +17,7 @@ int ConvertCommand(const Arguments& args);
 int GetCommand(const Arguments& args);
 int SelectiveCommand(const Arguments& args);
 int PackageCommand(const Arguments& args);
+int UploadCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
@@ -27,6 +28,7 @@ const char* ConvertHelp();
 const char* GetHelp();
 const char* SelectiveHelp();
 const char* PackageHelp();
+const char* UploadHelp();
 
 // When args[i] is the option `name`, given as "NAME VALUE" or "NAME=VALUE":
 // stores the value, moves `i` to the last argument used and returns true.

@@ -24,6 +24,8 @@ const char* GeneralHelp() {
            "        protect or restore a file (or, with --zip, a folder)\n"
            "  get URL [--cache DIR] [--run] [--arg TEXT] [--verbose]\n"
            "        download one file into the cache folder\n"
+           "  upload SRC_FOLDER DEST [--keep] [--verbose]\n"
+           "        send the files of a folder to a folder or URL, then remove them\n"
            "\n"
            "'shadow <command> --help' describes a command.\n"
            "\n"
@@ -179,6 +181,30 @@ const char* SelectiveHelp() {
            "\n"
            "Exit codes: 0 success, 1 something could not be mirrored, 2 the command\n"
            "line or the folders cannot be used as given, 130 interrupted.\n";
+}
+
+const char* UploadHelp() {
+    return "usage: shadow upload SRC_FOLDER DEST [--keep] [--verbose]\n"
+           "\n"
+           "Sends the files directly in SRC_FOLDER (not its sub-folders) to DEST\n"
+           "through the ShadowUpload step, one after the other, and removes each\n"
+           "file sent from SRC_FOLDER. A file that changed after it was listed is\n"
+           "not removed.\n"
+           "\n"
+           "DEST is a folder or a file:// URL, or an http://, https:// (WebDAV),\n"
+           "ftp://, ftps:// or sftp:// URL; every URL other than file:// goes\n"
+           "through the URLhttp scheme. Each file arrives under a work name and\n"
+           "takes its own name only when complete.\n"
+           "\n"
+           "A URL may name the user (sftp://user@host/dir); the password comes\n"
+           "from ~/.netrc, never from the command line: a URL with a password is\n"
+           "refused.\n"
+           "\n"
+           "  --keep      leave the files in SRC_FOLDER\n"
+           "  --verbose   show every line, not a live status line\n"
+           "\n"
+           "Exit codes: 0 every file was sent, 1 a file could not be read, sent\n"
+           "or removed, 2 the command line cannot be used as given.\n";
 }
 
 const char* PackageHelp() {

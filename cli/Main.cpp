@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package";
+constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package, upload";
 
 int Dispatch(const cli::Arguments& args) {
     if (args.empty()) throw cli::UsageError(std::string("missing command; valid commands: ") + kCommands);
@@ -26,6 +26,7 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "get") return cli::GetCommand(rest);
     if (command == "selective") return cli::SelectiveCommand(rest);
     if (command == "package") return cli::PackageCommand(rest);
+    if (command == "upload") return cli::UploadCommand(rest);
     throw cli::UsageError("unknown command \"" + command + "\"; valid commands: " + kCommands);
 }
 

@@ -5,7 +5,8 @@
 #   --fuzz   adds clang, whose libFuzzer scripts/fuzz.sh builds with
 #   --servers adds the servers the transfer tests run against
 #            (scripts/test-servers.sh): Python's http.server with Debian's
-#            Python, pyftpdlib for FTP, OpenSSH's server for SFTP
+#            Python, pyftpdlib for FTP, OpenSSH's server for SFTP, nginx
+#            with the dav-ext module for WebDAV
 #   --arm64  adds the cross compiler for 64-bit Arm, qemu-user to run its
 #            programs, and the arm64 builds of the libraries the build links
 set -euo pipefail
@@ -28,13 +29,13 @@ apt_update() {
 
 case "${1:-}" in
   --bench)
-    packages+=(rsync time bc lighttpd curl)
+    packages+=(rsync time bc lighttpd curl rclone nginx libnginx-mod-http-dav-ext python3-pyftpdlib openssh-server openssh-client)
     ;;
   --fuzz)
     packages+=(clang)
     ;;
   --servers)
-    packages+=(python3 python3-pyftpdlib openssh-server openssh-client curl)
+    packages+=(python3 python3-pyftpdlib openssh-server openssh-client curl nginx libnginx-mod-http-dav-ext)
     ;;
   --arm64)
     # qemu-user runs the arm64 programs when asked to (qemu-aarch64 -L /

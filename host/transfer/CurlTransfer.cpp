@@ -2,7 +2,8 @@
 // public class are shared by every kind of transfer: the easy handle and its
 // common options, the watchdog of the time-outs and the stop flag, the
 // headers of the current answer, and the error texts. A fetch adds its
-// writing side (Begin, OnWrite) on top of them.
+// writing side (Begin, OnWrite) on top of them; any other request its
+// options (PrepareRequest), its reading side (OnRead) and a bounded answer.
 #include "host/transfer/CurlTransfer.h"
 
 #include <curl/curl.h>
@@ -145,7 +146,10 @@ struct Answer {
 };
 
 // Why the host side ended a transfer (a callback refused to go on).
-enum class Ended { No, Stopped, NoAnswer, NoData, AnswerCode, RangeMoved, WriteFailed };
+enum class Ended {
+    No, Stopped, NoAnswer, NoData, AnswerCode, RangeMoved, WriteFailed,
+    ReadFailed, ContentShort, ContentLong, TooLarge, SizeKnown
+};
 
 // The time-outs and the stop flag. The clock runs from the start and from
 // every byte heard since: until the first byte of an answer the wait may
@@ -202,6 +206,7 @@ public:
                curl_easy_setopt(e, CURLOPT_REDIR_PROTOCOLS_STR, "http,https") == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_FOLLOWLOCATION, 1L) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_MAXREDIRS, 10L) == CURLE_OK &&
+               curl_easy_setopt(e, CURLOPT_NETRC, static_cast<long>(CURL_NETRC_OPTIONAL)) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_CONNECTTIMEOUT_MS, connect) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_BUFFERSIZE, kReceiveBuffer) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_HEADERFUNCTION, &Session::OnHeader) == CURLE_OK &&
@@ -249,6 +254,84 @@ public:
                curl_easy_setopt(e, CURLOPT_HTTPHEADER, m_headers.get()) == CURLE_OK;
     }
 
+    // A request's options (CurlRequest's rules).
+    bool PrepareRequest(const CurlRequest& request) {
+        m_request = &request;
+        m_http = IsHttp(m_owner.m_url);
+        CURL* e = m_easy.get();
+        bool ok = curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, &Session::OnWrite) == CURLE_OK &&
+                  curl_easy_setopt(e, CURLOPT_WRITEDATA, this) == CURLE_OK;
+        if (!request.method.empty()) ok = ok && curl_easy_setopt(e, CURLOPT_CUSTOMREQUEST, request.method.c_str()) == CURLE_OK;
+        if (m_http) {
+            for (const std::string& header : request.headers) {
+                // The list keeps its head; the first append makes it.
+                curl_slist* list = curl_slist_append(m_headers.get(), header.c_str());
+                if (!list) return false;
+                if (!m_headers) m_headers.reset(list);
+            }
+            if (m_headers) ok = ok && curl_easy_setopt(e, CURLOPT_HTTPHEADER, m_headers.get()) == CURLE_OK;
+            if (!request.body.empty())
+                ok = ok && curl_easy_setopt(e, CURLOPT_POSTFIELDS, request.body.c_str()) == CURLE_OK &&
+                     curl_easy_setopt(e, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size())) ==
+                         CURLE_OK;
+        } else if (!request.quote.empty()) {
+            for (const std::string& command : request.quote) {
+                // The list keeps its head; the first append makes it.
+                curl_slist* list = curl_slist_append(m_quote.get(), command.c_str());
+                if (!list) return false;
+                if (!m_quote) m_quote.reset(list);
+            }
+            ok = ok && curl_easy_setopt(e, CURLOPT_POSTQUOTE, m_quote.get()) == CURLE_OK;
+        }
+        // An sftp server states a file's size only when the file is opened
+        // for reading: the read stops at the first byte.
+        if (request.sizeOnly && Scheme(m_owner.m_url) == "sftp") m_probe = true;
+        else if (request.sizeOnly) ok = ok && curl_easy_setopt(e, CURLOPT_NOBODY, 1L) == CURLE_OK;
+        if (request.read) {
+            ok = ok && curl_easy_setopt(e, CURLOPT_UPLOAD, 1L) == CURLE_OK &&
+                 curl_easy_setopt(e, CURLOPT_READFUNCTION, &Session::OnRead) == CURLE_OK &&
+                 curl_easy_setopt(e, CURLOPT_READDATA, this) == CURLE_OK &&
+                 curl_easy_setopt(e, CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(request.uploadSize)) ==
+                     CURLE_OK;
+        } else if (!request.sizeOnly && request.quote.size() && !m_http) {
+            // Commands alone: the folder is entered, nothing is moved.
+            ok = ok && curl_easy_setopt(e, CURLOPT_NOBODY, 1L) == CURLE_OK;
+        }
+        if (request.createFolders)
+            ok = ok && curl_easy_setopt(e, CURLOPT_FTP_CREATE_MISSING_DIRS,
+                                        static_cast<long>(CURLFTP_CREATE_DIR_RETRY)) == CURLE_OK;
+        return ok;
+    }
+
+    CurlReply PerformRequest() {
+        CURLcode code = curl_easy_perform(m_easy.get());
+        CurlReply reply;
+        curl_off_t length = -1;
+        curl_easy_getinfo(m_easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+        reply.length = length;
+        if (m_ended == Ended::SizeKnown && code == CURLE_WRITE_ERROR) code = CURLE_OK;
+        // An sftp file of 0 bytes states no size; its read ends at once.
+        else if (m_probe && code == CURLE_OK && reply.length < 0) reply.length = 0;
+        if (m_http) {
+            curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &reply.status);
+            reply.error.httpStatus = static_cast<int32_t>(reply.status);
+            reply.reason = m_answer.reason;
+        }
+        if (code == CURLE_OK && m_request->read && m_sent != m_request->uploadSize) {
+            m_ended = Ended::ContentShort;
+            code = CURLE_ABORTED_BY_CALLBACK;
+        }
+        reply.body = std::move(m_body);
+        reply.missing = reply.status == 404 || code == CURLE_REMOTE_FILE_NOT_FOUND ||
+                        (!m_http && code == CURLE_REMOTE_ACCESS_DENIED);
+        if (code != CURLE_OK) {
+            reply.error.status = m_ended == Ended::Stopped ? E_ABORT : E_FAIL;
+            reply.error.code = Code(code);
+            reply.error.text = FromUtf8(Text(code));
+        }
+        return reply;
+    }
+
     CURLcode Perform() {
         CURLcode code = curl_easy_perform(m_easy.get());
         // An answer without a body never reached OnWrite.
@@ -289,12 +372,24 @@ private:
         case Ended::NoAnswer:
         case Ended::NoData: return CURLE_OPERATION_TIMEDOUT;
         case Ended::RangeMoved: return CURLE_RANGE_ERROR;
+        case Ended::ReadFailed: return m_errno;
+        case Ended::ContentShort:
+        case Ended::ContentLong: return CURLE_READ_ERROR;
+        case Ended::TooLarge: return CURLE_FILESIZE_EXCEEDED;
         default: return static_cast<int32_t>(code);
         }
     }
 
-    // Why the transfer failed, for people.
+    // Why the transfer failed, for people; an ftp server's refusal with its
+    // own words.
     std::string Text(CURLcode code) const {
+        std::string text = Reason(code);
+        if (m_ended == Ended::No && !m_http && !m_lastReply.empty() && (m_lastReply[0] == '4' || m_lastReply[0] == '5'))
+            text += " (the server: " + m_lastReply + ")";
+        return text;
+    }
+
+    std::string Reason(CURLcode code) const {
         switch (m_ended) {
         case Ended::Stopped: return "stopped";
         case Ended::NoAnswer: return "no answer within " + Ms(m_owner.m_limits.firstByte);
@@ -308,6 +403,14 @@ private:
                    std::to_string(m_offset);
         case Ended::WriteFailed:
             return m_errno == ENOSPC ? "no space left on device" : std::strerror(m_errno);
+        case Ended::ReadFailed: return std::string("reading the content failed: ") + std::strerror(m_errno);
+        case Ended::ContentShort:
+            return "the content ended after " + Bytes(m_sent, m_request ? m_request->uploadSize : -1);
+        case Ended::ContentLong:
+            return "the content runs past its " + std::to_string(m_request ? m_request->uploadSize : 0) + " bytes";
+        case Ended::TooLarge:
+            return "the answer is larger than " + std::to_string(m_request ? m_request->keep : 0) + " bytes";
+        case Ended::SizeKnown:
         case Ended::No: break;
         }
         long osError = 0;
@@ -441,7 +544,11 @@ private:
     static size_t OnHeader(char* data, size_t, size_t size, void* self) {
         auto* s = static_cast<Session*>(self);
         s->m_watch.Heard();
-        if (s->m_http) s->m_answer.Read(std::string_view(data, size));
+        const std::string_view line(data, size);
+        if (s->m_http) s->m_answer.Read(line);
+        // An ftp server's replies arrive here too; the last one explains a
+        // refusal.
+        else if (!line.empty() && line[0] >= '1' && line[0] <= '5') s->m_lastReply = Trim(line);
         return size;
     }
 
@@ -449,17 +556,63 @@ private:
         auto* s = static_cast<Session*>(self);
         s->m_watch.Heard();
         if (s->m_watch.Stopped()) return s->Refuse(Ended::Stopped), 0;
+        if (s->m_request) return s->Keep(data, size) ? size : 0;
         if (!s->m_begun && !s->Begin()) return 0;
         return s->WriteAll(data, size) ? size : 0;
     }
 
-    static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t) {
+    // A request's answer, within its bound.
+    bool Keep(const char* data, size_t size) {
+        if (m_probe) return Refuse(Ended::SizeKnown);
+        if (m_request->keep == 0) return true;
+        if (m_body.size() + size > m_request->keep) return Refuse(Ended::TooLarge);
+        m_body.append(data, size);
+        return true;
+    }
+
+    // The next bytes of an upload: exactly the promised size, checked at
+    // both ends (a reader that gives one byte more fails too).
+    static size_t OnRead(char* buffer, size_t, size_t capacity, void* self) {
         auto* s = static_cast<Session*>(self);
-        if (received != s->m_heard) {
+        if (s->m_watch.Stopped()) return s->Refuse(Ended::Stopped), CURL_READFUNC_ABORT;
+        const int64_t remaining = s->m_request->uploadSize - s->m_sent;
+        if (remaining == 0) return s->AtEnd() ? 0 : CURL_READFUNC_ABORT;
+        const int64_t n = s->m_request->read(buffer, static_cast<size_t>(std::min<int64_t>(remaining, capacity)));
+        if (n < 0) {
+            s->m_errno = errno;
+            return s->Refuse(Ended::ReadFailed), CURL_READFUNC_ABORT;
+        }
+        if (n == 0 || n > remaining) return s->Refuse(n == 0 ? Ended::ContentShort : Ended::ContentLong), CURL_READFUNC_ABORT;
+        s->m_sent += n;
+        if (s->m_sent == s->m_request->uploadSize && !s->AtEnd()) return CURL_READFUNC_ABORT;
+        return static_cast<size_t>(n);
+    }
+
+    // True when the reader has nothing past the promised size.
+    bool AtEnd() {
+        if (m_endChecked) return true;
+        m_endChecked = true;
+        char extra = 0;
+        const int64_t n = m_request->read(&extra, 1);
+        if (n < 0) {
+            m_errno = errno;
+            return Refuse(Ended::ReadFailed);
+        }
+        return n == 0 || Refuse(Ended::ContentLong);
+    }
+
+    static int OnProgress(void* self, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+        auto* s = static_cast<Session*>(self);
+        if (received != s->m_heard || sent != s->m_heardSent) {
             s->m_heard = received;
+            s->m_heardSent = sent;
             s->m_watch.Heard();
         }
         if (const Ended why = s->m_watch.Check(); why != Ended::No) return s->Refuse(why), 1;
+        if (s->m_request) {
+            if (s->m_request->read && s->m_owner.m_progress) s->m_owner.m_progress(s->m_sent, s->m_request->uploadSize);
+            return 0;
+        }
         if (s->m_begun && s->m_owner.m_progress) s->m_owner.m_progress(s->m_position, std::max<int64_t>(0, s->m_total));
         return 0;
     }
@@ -486,6 +639,15 @@ private:
     int64_t m_writtenBehind = 0; // bytes before this are on their way to the disk
     int64_t m_total = -1;   // the resource's promised length, -1 unknown
     curl_off_t m_heard = 0; // body bytes libcurl counted
+    curl_off_t m_heardSent = 0; // upload bytes libcurl counted
+
+    const CurlRequest* m_request = nullptr; // a request other than a fetch
+    HeaderList m_quote;      // its commands
+    std::string m_body;      // its answer, within its bound
+    bool m_probe = false;    // only the size is wanted: the first byte ends it
+    int64_t m_sent = 0;      // upload bytes taken from the reader
+    bool m_endChecked = false; // the reader was asked for a byte past the size
+    std::string m_lastReply; // the ftp server's last reply line
 };
 
 CurlTransfer::CurlTransfer(std::string url, TransferLimits limits, const std::atomic<bool>* stop,
@@ -507,6 +669,18 @@ FetchResult CurlTransfer::Fetch(int fd, int64_t offset, const std::string& valid
         return result;
     }
     return session.Result(session.Perform(), validator);
+}
+
+CurlReply CurlTransfer::Perform(const CurlRequest& request) {
+    Session session(*this);
+    if (!session.Open() || !session.PrepareRequest(request)) {
+        CurlReply reply;
+        reply.error.status = E_FAIL;
+        reply.error.code = CURLE_FAILED_INIT;
+        reply.error.text = L"the transfer library could not start";
+        return reply;
+    }
+    return session.PerformRequest();
 }
 
 } // namespace host

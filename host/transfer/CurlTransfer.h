@@ -4,7 +4,10 @@
 // that includes curl.h.
 //
 // One CurlTransfer runs one transfer on the caller's thread with one easy
-// handle of its own; objects on other threads run independently. Two
+// handle of its own; objects on other threads run independently. Besides
+// fetching into a file (Fetch), it runs the other requests a location needs
+// (Perform): an upload from a reader, a WebDAV method, a size query, server
+// commands, a listing into memory with a bound. Two
 // limits, both in milliseconds, watch it:
 //   firstByte  to connect, and for the first byte of an answer to arrive;
 //   pause      the longest time without a byte once the answer flows.
@@ -21,6 +24,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "host/transfer/FetchScheme.h"
 
@@ -30,6 +34,47 @@ struct TransferLimits {
     static constexpr std::chrono::milliseconds kDefault{30000};
     std::chrono::milliseconds firstByte = kDefault;
     std::chrono::milliseconds pause = kDefault;
+};
+
+// A request other than a fetch into a file. Unset fields keep libcurl's
+// behaviour for the URL's protocol (GET, RETR, an sftp read, a folder
+// listing when the URL ends with "/").
+struct CurlRequest {
+    // http(s): the method ("MKCOL", "MOVE", "PROPFIND"); ftp: the listing
+    // command sent for a folder URL ("MLSD").
+    std::string method{};
+    std::vector<std::string> headers{}; // http(s) only, "Name: value"
+    std::string body{};               // http(s): sent as the request's body
+    // ftp and sftp: commands run after the transfer, in the folder of the
+    // URL for ftp; a leading "*" lets a command fail without failing the
+    // request.
+    std::vector<std::string> quote{};
+    // Only the size of the resource is wanted: http HEAD, ftp SIZE, for sftp
+    // the size the server states before the first byte (the read stops
+    // there). Found in CurlReply::length.
+    bool sizeOnly = false;
+    // An upload (http PUT, ftp STOR, sftp write) of exactly `uploadSize`
+    // bytes from `read` (LocationScheme.h's ContentReader contract). Content
+    // that ends early or runs past the size fails the request.
+    std::function<int64_t(void* buffer, size_t capacity)> read{};
+    int64_t uploadSize = -1;
+    bool createFolders = false; // ftp and sftp uploads make missing folders
+    // The most answer bytes kept in CurlReply::body; more fails the request
+    // (so a listing cannot fill the memory). 0 drops the body.
+    size_t keep = 0;
+};
+
+struct CurlReply {
+    // E_FAIL only for a failed transfer: an http answer of any code is a
+    // success here, for the caller to judge by `status`.
+    TransferError error;
+    long status = 0;      // the http answer code (also in error.httpStatus)
+    std::string reason;   // its reason phrase, when it has one
+    std::string body;     // the answer, up to the request's `keep` bytes
+    int64_t length = -1;  // the size the answer states, -1 when none
+    // The server says the file or folder is not there (http 404; ftp and
+    // sftp: no such file, or a folder that cannot be entered).
+    bool missing = false;
 };
 
 class CurlTransfer final {
@@ -54,6 +99,10 @@ public:
     // `versionKnown` as FetchRequest::versionKnown.
     FetchResult Fetch(int fd, int64_t offset, const std::string& validator,
                       const std::function<void(const std::string&)>& versionKnown = {});
+
+    // Runs `request` on the object's URL. Progress reports, when any, count
+    // the bytes sent by an upload. Call once per object.
+    CurlReply Perform(const CurlRequest& request);
 
 private:
     class Session; // the easy handle and the state its callbacks share

@@ -56,6 +56,52 @@ FetchResult HttpScheme::Fetch(const FetchRequest& request) {
     return result;
 }
 
+RemoteLocation HttpScheme::Here(bool progress, ProgressPace& pace) {
+    TransferLimits limits;
+    std::wstring location;
+    {
+        std::lock_guard lock(m_mutex);
+        limits = m_limits;
+        location = m_hostName;
+    }
+    CurlTransfer::ProgressSink sink;
+    if (progress)
+        sink = [this, &pace](int64_t done, int64_t total) {
+            if (!m_listeners.Empty() && pace.Due(done, false)) m_listeners.Report(FirstInterface(), done, total, nullptr);
+        };
+    return RemoteLocation(location, limits, std::move(sink));
+}
+
+FetchResult HttpScheme::FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) {
+    ProgressPace pace;
+    FetchResult result = Here(true, pace).FetchFile(name, fd, stop);
+    if (result.complete && pace.Due(result.size, true)) m_listeners.Report(FirstInterface(), result.size, result.size, nullptr);
+    return result;
+}
+
+TransferError HttpScheme::PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
+                                  const std::atomic<bool>* stop) {
+    ProgressPace pace;
+    TransferError error = Here(true, pace).PutFile(name, read, size, stop);
+    if (error.status == S_OK && pace.Due(size, true)) m_listeners.Report(FirstInterface(), size, size, nullptr);
+    return error;
+}
+
+TransferError HttpScheme::Rename(const std::wstring& from, const std::wstring& to) {
+    ProgressPace pace;
+    return Here(false, pace).Rename(from, to, nullptr);
+}
+
+TransferError HttpScheme::RemoveFile(const std::wstring& name) {
+    ProgressPace pace;
+    return Here(false, pace).RemoveFile(name, nullptr);
+}
+
+TransferError HttpScheme::List(const std::wstring& folder, std::vector<LocationEntry>& entries) {
+    ProgressPace pace;
+    return Here(false, pace).List(folder, entries, nullptr);
+}
+
 HRESULT CreateHttpScheme(const IID* iid, void** out) { return CreateHostComponent<HttpScheme>(iid, out); }
 
 } // namespace host

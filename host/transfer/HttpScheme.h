@@ -1,7 +1,8 @@
 // "URLhttp": the URL scheme of http, https, ftp, ftps and sftp. It answers
-// IFileArchiveScheme (its settings), IEventSource (progress listeners) and
-// the host's IFetchScheme, which a link drives; each fetch runs one
-// CurlTransfer on the caller's thread.
+// IFileArchiveScheme (its settings), IEventSource (progress listeners), the
+// host's IFetchScheme, which a link drives, and the host's ILocationScheme
+// over the "HOSTNAME" location (WebDAV for http(s); RemoteLocation.h); each
+// operation runs its requests on the caller's thread.
 //
 // Settings are copied by put_Parameters and read under the object's mutex
 // when a fetch starts, so a change applies to the next fetch. Progress goes
@@ -15,11 +16,13 @@
 #include "host/base/HostObject.h"
 #include "host/transfer/CurlTransfer.h"
 #include "host/transfer/FetchScheme.h"
+#include "host/transfer/LocationScheme.h"
 #include "host/transfer/ProgressListeners.h"
+#include "host/transfer/RemoteLocation.h"
 
 namespace host {
 
-class HttpScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme> {
+class HttpScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme, ILocationScheme> {
 public:
     HttpScheme() = default;
 
@@ -33,10 +36,22 @@ public:
     HRESULT Advise(IUnknown* listener, int32_t on) override;
     FetchResult Fetch(const FetchRequest& request) override;
 
+    std::wstring Location() override { return HostName(); }
+    FetchResult FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) override;
+    TransferError PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
+                          const std::atomic<bool>* stop) override;
+    TransferError Rename(const std::wstring& from, const std::wstring& to) override;
+    TransferError RemoveFile(const std::wstring& name) override;
+    TransferError List(const std::wstring& folder, std::vector<LocationEntry>& entries) override;
+
     // The host name given by "HOSTNAME", kept for relative names.
     std::wstring HostName() const;
 
 private:
+    // The location as the settings stand now; `progress` reports to the
+    // listeners at their pace.
+    RemoteLocation Here(bool progress, ProgressPace& pace);
+
     mutable std::mutex m_mutex;
     TransferLimits m_limits;
     std::wstring m_hostName;

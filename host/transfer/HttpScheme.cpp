@@ -34,6 +34,11 @@ HRESULT HttpScheme::put_Parameters(IParameters* parameters) {
 
 HRESULT HttpScheme::Advise(IUnknown* listener, int32_t on) { return m_listeners.Advise(listener, on); }
 
+void HttpScheme::SetLocation(std::wstring location) {
+    std::lock_guard lock(m_mutex);
+    m_hostName = std::move(location);
+}
+
 std::wstring HttpScheme::HostName() const {
     std::lock_guard lock(m_mutex);
     return m_hostName;

@@ -1,8 +1,10 @@
 // "URLhttp": the URL scheme of http, https, ftp, ftps and sftp. It answers
-// IFileArchiveScheme (its settings), IEventSource (progress listeners), the
-// host's IFetchScheme, which a link drives, and the host's ILocationScheme
-// over the "HOSTNAME" location (WebDAV for http(s); RemoteLocation.h); each
-// operation runs its requests on the caller's thread.
+// IFileArchiveScheme (its settings; sending and removing files),
+// IEventSource (progress listeners), the host's IFetchScheme, which a link
+// drives, the host's ILocationScheme over the "HOSTNAME" location (WebDAV
+// for http(s); RemoteLocation.h), and the location as a listing
+// (LocationFaces.h); each operation runs its requests on the caller's
+// thread.
 //
 // Settings are copied by put_Parameters and read under the object's mutex
 // when a fetch starts, so a change applies to the next fetch. Progress goes
@@ -13,26 +15,23 @@
 #include <mutex>
 #include <string>
 
-#include "host/base/HostObject.h"
 #include "host/transfer/CurlTransfer.h"
 #include "host/transfer/FetchScheme.h"
+#include "host/transfer/LocationFaces.h"
 #include "host/transfer/LocationScheme.h"
 #include "host/transfer/ProgressListeners.h"
 #include "host/transfer/RemoteLocation.h"
 
 namespace host {
 
-class HttpScheme final : public HostObject<IFileArchiveScheme, IEventSource, IFetchScheme, ILocationScheme> {
+class HttpScheme final : public LocationListing<IEventSource, IFetchScheme> {
 public:
-    HttpScheme() = default;
+    HttpScheme() : LocationListing(L"URLhttp") {}
 
     // "TIMEOUT1" and "TIMEOUTSUBSEQUENT" (integers, ms; 0 or less sets the
     // default) and "HOSTNAME" (text), each when present; an absent one keeps
     // its value.
     HRESULT put_Parameters(IParameters* parameters) override;
-    // Sending and removing files are not built yet.
-    HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
-    HRESULT Delete(IString*) override { return E_NOTIMPL; }
     HRESULT Advise(IUnknown* listener, int32_t on) override;
     FetchResult Fetch(const FetchRequest& request) override;
 
@@ -48,6 +47,7 @@ public:
     std::wstring HostName() const;
 
 private:
+    void SetLocation(std::wstring location) override;
     // The location as the settings stand now; `progress` reports to the
     // listeners at their pace.
     RemoteLocation Here(bool progress, ProgressPace& pace);

@@ -7,7 +7,7 @@
 #include <initializer_list>
 
 #include "host/text/Utf8.h"
-#include "host/transfer/LocationListing.h"
+#include "host/transfer/RemoteListing.h"
 
 namespace host {
 

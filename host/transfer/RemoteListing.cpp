@@ -1,4 +1,4 @@
-#include "host/transfer/LocationListing.h"
+#include "host/transfer/RemoteListing.h"
 
 #include <ctime>
 #include <pugixml.hpp>

@@ -108,6 +108,23 @@ RemoteLocation::RemoteLocation(const std::wstring& location, TransferLimits limi
     else if (StartsWithNoCase(m_base, "sftp://")) m_protocol = Protocol::Sftp;
     while (!m_base.empty() && m_base.back() == '/') m_base.pop_back();
     const auto authority = m_base.find("://");
+    // People write locations as they see them ("ftp://host/My Files"): the
+    // characters a URL cannot hold are escaped; escapes already written stay.
+    if (authority != std::string::npos) {
+        std::string written;
+        written.swap(m_base);
+        for (size_t i = 0; i < written.size(); ++i) {
+            const auto c = static_cast<unsigned char>(written[i]);
+            if (i > authority + 2 && (c <= 0x20 || c >= 0x7F || c == '"' || c == '<' || c == '>')) {
+                static constexpr char kHex[] = "0123456789ABCDEF";
+                m_base += '%';
+                m_base += kHex[c >> 4];
+                m_base += kHex[c & 15];
+            } else {
+                m_base += written[i];
+            }
+        }
+    }
     const auto path = authority == std::string::npos ? std::string::npos : m_base.find('/', authority + 3);
     if (path != std::string::npos) m_basePath = m_base.substr(path, m_base.find_first_of("?#", path) - path);
 }

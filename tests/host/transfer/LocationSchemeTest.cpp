@@ -52,7 +52,7 @@ protected:
         const char* root = std::getenv("SHADOW_TEST_SERVER_ROOT");
         if (!root) GTEST_SKIP() << "no test servers (run scripts/test.sh)";
         m_root = root;
-        m_folder = "location-" + m_dir.Path().filename().string();
+        m_folder = "location " + m_dir.Path().filename().string();
         WriteFile(m_dir / "registry.ini", "[SSH]\nPrivateKey=" + std::string(std::getenv("SHADOW_TEST_SSH_KEY")) +
                                               "\nKnownHosts=" + std::getenv("SHADOW_TEST_SSH_KNOWN_HOSTS") + "\n");
     }
@@ -60,7 +60,8 @@ protected:
         if (!m_folder.empty()) fs::remove_all(m_root / m_folder);
     }
 
-    // A scheme whose location is this test's folder on the server.
+    // A scheme whose location is this test's folder on the server, written
+    // with a blank as people write it.
     IPtr<host::ILocationScheme> Scheme(const char* variable, bool absolute) {
         const char* url = std::getenv(variable);
         if (!url) return {};

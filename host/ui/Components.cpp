@@ -2,6 +2,7 @@
 
 #include "host/ui/MessageWindow.h"
 #include "host/ui/UIUtils.h"
+#include "host/ui/VerbCollection.h"
 
 namespace host {
 
@@ -16,6 +17,7 @@ constexpr HostComponent kRows[] = {
     {L"EventLogGlobal", &CreateEventLog},
     {L"MessageWindow", &CreateMessageWindow},
     {L"UIUtils", &CreateUIUtils},
+    {L"UIVerbCollection", &CreateVerbCollection},
 };
 
 } // namespace

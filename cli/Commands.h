@@ -18,6 +18,8 @@ int GetCommand(const Arguments& args);
 int SelectiveCommand(const Arguments& args);
 int PackageCommand(const Arguments& args);
 int UploadCommand(const Arguments& args);
+int VerbsCommand(const Arguments& args);
+int VerbCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
@@ -29,6 +31,8 @@ const char* GetHelp();
 const char* SelectiveHelp();
 const char* PackageHelp();
 const char* UploadHelp();
+const char* VerbsHelp();
+const char* VerbHelp();
 
 // When args[i] is the option `name`, given as "NAME VALUE" or "NAME=VALUE":
 // stores the value, moves `i` to the last argument used and returns true.

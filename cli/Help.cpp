@@ -20,6 +20,10 @@ const char* GeneralHelp() {
            "        set a component's parameters and run it\n"
            "  list [COMPONENT]\n"
            "        show the module's components and their parameters\n"
+           "  verbs COMPONENT\n"
+           "        show the verbs a component offers\n"
+           "  verb COMPONENT VERB [Name=Value ...] [--verbose]\n"
+           "        set a component's parameters and perform one of its verbs\n"
            "  convert IN OUT [--compress] [--encrypt --key-file F] [--sha256] [--base64] [--revert] ...\n"
            "        protect or restore a file (or, with --zip, a folder)\n"
            "  get URL [--cache DIR] [--run] [--arg TEXT] [--verbose]\n"
@@ -233,6 +237,31 @@ const char* ListHelp() {
            "Lists the components the module offers, or only COMPONENT, with their\n"
            "parameters: kind, default value, flags and, for a choice, its items;\n"
            "and the inputs the component can be bound to.\n";
+}
+
+const char* VerbsHelp() {
+    return "usage: shadow verbs COMPONENT\n"
+           "\n"
+           "Lists the verbs COMPONENT offers its user, in order: each with its action\n"
+           "code; a separator between groups is shown as \"-\".\n";
+}
+
+const char* VerbHelp() {
+    return "usage: shadow verb COMPONENT VERB [Name=Value ...] [--verbose]\n"
+           "\n"
+           "Creates the component, sets the parameters named on the command line (as\n"
+           "'shadow run' does) and performs the verb VERB ('shadow verbs COMPONENT'\n"
+           "lists them; the name is matched without regard to ASCII case). The lines\n"
+           "the component writes are shown, and the parameters the verb changed are\n"
+           "printed as Name=Value afterwards.\n"
+           "\n"
+           "A verb the component leaves to its host is performed here when the command\n"
+           "line has a default for it: \"Run\" runs the component as 'shadow run' does.\n"
+           "Any other such verb is reported as not available.\n"
+           "\n"
+           "Exit codes: 0 success, 1 the verb failed, reported an error or is not\n"
+           "available, 2 the command line cannot be used as given (an unknown verb\n"
+           "included), 130 interrupted.\n";
 }
 
 bool IsHelpOption(const std::string& arg) { return arg == "--help" || arg == "-h"; }

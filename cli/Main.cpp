@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package, upload";
+constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package, upload, verbs, verb";
 
 int Dispatch(const cli::Arguments& args) {
     if (args.empty()) throw cli::UsageError(std::string("missing command; valid commands: ") + kCommands);
@@ -27,6 +27,8 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "selective") return cli::SelectiveCommand(rest);
     if (command == "package") return cli::PackageCommand(rest);
     if (command == "upload") return cli::UploadCommand(rest);
+    if (command == "verbs") return cli::VerbsCommand(rest);
+    if (command == "verb") return cli::VerbCommand(rest);
     throw cli::UsageError("unknown command \"" + command + "\"; valid commands: " + kCommands);
 }
 

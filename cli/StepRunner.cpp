@@ -156,6 +156,32 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* aband
     return outcome;
 }
 
+StepOutcome RunStoppable(IUnknown* component, LineMonitor* monitor, const std::function<HRESULT()>& work) {
+    // Without a step there is nothing to turn off: Ctrl-C then only ends
+    // the process, at the second press.
+    auto step = QueryAs<IStep>(component);
+    InterruptGuard interrupts(nullptr);
+    StepOutcome outcome;
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        outcome.status = work();
+        done.store(true);
+    });
+    bool turnedOff = false;
+    while (!done.load() || (step && step->IsRunning())) {
+        if (interrupts.Requested() && !turnedOff) {
+            turnedOff = true;
+            if (step) step->TurnOff();
+            continue;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    worker.join();
+    if (monitor) monitor->Finish();
+    outcome.interrupted = interrupts.Requested();
+    return outcome;
+}
+
 namespace {
 
 // How many failures are shown without --verbose.

@@ -3,6 +3,7 @@
 // asynchronous run and handling Ctrl-C.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "sdk/Framework.h"
@@ -31,6 +32,14 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
 // the first Ctrl-C prints the note on stderr and ends the process at once
 // with exit code 130. Throws CliError when the component is not a step.
 StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* abandonNote = nullptr);
+
+// Performs `work` (a verb of the component, or turning the step on) on a
+// thread of its own while this thread watches for Ctrl-C: the first one
+// turns the step off (a step that forwards TurnOff to the service doing the
+// work stops it), a second one ends the process at once with exit code 130.
+// Returns when the work has returned and the step no longer runs; the
+// status is the work's. A component that is no step is not turned off.
+StepOutcome RunStoppable(IUnknown* component, LineMonitor* monitor, const std::function<HRESULT()>& work);
 
 // The exit code for a finished run; prints what went wrong on stderr: the
 // failures the run recorded in the event log (the first few, or all of them

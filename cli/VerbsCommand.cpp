@@ -141,18 +141,19 @@ int VerbCommand(const Arguments& args) {
     FailureWatch failures(*runtime);
 
     const std::string verbName = ToUtf8(chosen->text);
-    StepOutcome outcome;
-    const HRESULT result = specify->DoAction(chosen->code, nullptr);
-    if (result == chosen->code) {
-        // Left to the host: the command line's own default, where it has one.
-        if (chosen->code != kRunCode) {
-            monitor->Finish();
+    // Ctrl-C turns the step off while the verb runs; for "Run" the step is
+    // then run the same way, when the component leaves it to its host.
+    bool leftToHost = false;
+    StepOutcome outcome = RunStoppable(component.Get(), monitor.Get(), [&] {
+        const HRESULT result = specify->DoAction(chosen->code, nullptr);
+        leftToHost = result == chosen->code;
+        return result;
+    });
+    if (leftToHost && !outcome.interrupted) {
+        auto step = component.Query<IStep>();
+        if (chosen->code != kRunCode || !step)
             throw Failure("verb " + verbName + " of " + ToUtf8(name) + " is not available from the command line");
-        }
-        outcome = RunStep(component.Get(), monitor.Get());
-    } else {
-        outcome.status = result;
-        monitor->Finish();
+        outcome = RunStoppable(component.Get(), monitor.Get(), [&] { return step->TurnOn(); });
     }
 
     // What the verb wrote into the parameters (a count of files, a side).

@@ -8,47 +8,31 @@ namespace {
 
 using Journal = std::vector<std::wstring>;
 
-std::wstring Hex(HRESULT hr) {
-    wchar_t text[16];
-    swprintf(text, 16, L"0x%08X", static_cast<unsigned>(hr));
-    return text;
-}
-
-// A scheme component that records the location it is given. Not counted.
-class FakeScheme final : public IFileArchiveScheme {
-public:
-    FakeScheme(const wchar_t* name, Journal& journal) : m_name(name), m_journal(journal) {}
-    const wchar_t* Name() const { return m_name; }
-
+// A scheme component that records the settings it is given. Not counted.
+struct FakeScheme final : IFileArchiveScheme {
+    FakeScheme(const wchar_t* n, Journal& j) : name(n), journal(j) {}
+    const wchar_t* name;
+    Journal& journal;
     CONVERT_NOT_COUNTED(IFileArchiveScheme)
-    HRESULT put_Parameters(IParameters* parameters) override {
-        int32_t count = 0;
-        parameters->get_Count(&count);
-        for (int32_t i = 0; i < count; ++i) {
-            IPtr<IString> name;
-            IPtr<IVariant> value;
-            int32_t flags = 0;
-            parameters->Iterate(i, name.Out(), value.Out(), nullptr, &flags);
-            IPtr<IString> text = IPtr<IString>::Adopt(ISCreate(value.Get()));
-            m_journal.push_back(std::wstring(m_name) + L" " + TextOf(name.Get()) + L"=" + TextOf(text.Get()) +
-                                L" flags " + std::to_wstring(flags));
-        }
+    HRESULT put_Parameters(IParameters* settings) override {
+        IPtr<IString> setting;
+        IPtr<IVariant> value;
+        int32_t flags = 0;
+        for (int32_t i = 0; SUCCEEDED(settings->Iterate(i, setting.Out(), value.Out(), nullptr, &flags)); ++i)
+            journal.push_back(std::wstring(name) + L" " + TextOf(setting.Get()) + L"=" +
+                              TextOf(IPtr<IString>::Adopt(ISCreate(value.Get())).Get()) + L" " +
+                              std::to_wstring(flags));
         return S_OK;
     }
     HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
     HRESULT Delete(IString*) override { return E_NOTIMPL; }
-
-private:
-    const wchar_t* m_name;
-    Journal& m_journal;
 };
 
-class RecordingDisplay final : public IUILineDisplayable {
-public:
+struct RecordingDisplay final : IUILineDisplayable {
     Journal lines;
     CONVERT_NOT_COUNTED(IUILineDisplayable)
     HRESULT DisplayLine(IString* title, IString* text, uint32_t kind) override {
-        lines.push_back(TextOf(title) + L": " + TextOf(text) + L" " + Hex(static_cast<HRESULT>(kind)));
+        lines.push_back(TextOf(title) + L": " + TextOf(text) + L" " + std::to_wstring(kind >> 28));
         return S_OK;
     }
 };
@@ -171,7 +155,7 @@ TEST(ShadowList, LocationsChooseTheSchemeAndBecomeItsHostName) {
         host.Text(CShadowList::kSource, c.source);
         host.Text(CShadowList::kDestination, L"/client");
         EXPECT_EQ(host.Run(), S_OK);
-        EXPECT_EQ(host.schemes, (Journal{c.scheme + L" flags 6", L"URLFile HOSTNAME=/client flags 6"}))
+        EXPECT_EQ(host.schemes, (Journal{c.scheme + L" 6", L"URLFile HOSTNAME=/client 6"}))
             << testing::PrintToString(c.source);
     }
 }
@@ -181,7 +165,7 @@ TEST(ShadowList, ASchemeGivenAsTheValueIsUsedAsItIs) {
     host.step->put_Item(CShadowList::kSource, static_cast<IFileArchiveScheme*>(&host.file));
     host.Text(CShadowList::kDestination, L"http://client/");
     host.Run();
-    EXPECT_EQ(host.schemes, (Journal{L"URLhttp HOSTNAME=http://client/ flags 6"}));
+    EXPECT_EQ(host.schemes, (Journal{L"URLhttp HOSTNAME=http://client/ 6"}));
     EXPECT_EQ(host.services.calls.back(), L"Transfer file http 0");
 }
 
@@ -250,16 +234,11 @@ TEST(ShadowList, OffersItsVerbsInOrder) {
     Host host;
     IPtr<IUIVerbCollection> verbs;
     ASSERT_EQ(QueryAs<IUIVerbCollectionSpecify>(host.step.Get())->GetVerbs(0, nullptr, verbs.Out()), S_OK);
-    ASSERT_TRUE(verbs);
     Journal shown;
-    int32_t count = 0;
-    verbs->get_Count(&count);
-    for (int32_t i = 0; i < count; ++i) {
-        IPtr<IString> text;
-        int32_t code = 0;
-        verbs->get_Verb(i, text.Out(), &code);
+    IPtr<IString> text;
+    int32_t code = 0;
+    for (int32_t i = 0; SUCCEEDED(verbs->get_Verb(i, text.Out(), &code)); ++i)
         shown.push_back(TextOf(text.Get()) + L" " + std::to_wstring(code));
-    }
     EXPECT_EQ(shown, (Journal{L"Run 8", L"Edit 3", L" 2", L"CreateFAS_Src 101", L"CreateFAS_Dest 102",
                               L"SaveFAS_SrcToSrc 103", L"SaveFAS_SrcToDest 104", L"SaveFAS_DestToDest 105",
                               L"SaveFAS_DestToSrc 106", L"LoadFAS 110", L"Update 120", L"UpdateAll 121",
@@ -290,7 +269,7 @@ TEST(ShadowList, WithoutTheServiceNothingIsCalledAndTheLackIsReported) {
     EXPECT_FALSE(step->IsRunning());
     EXPECT_TRUE(host.services.calls.empty());
     EXPECT_TRUE(host.schemes.empty());
-    const std::wstring line = L"ShadowList: Cannot create FASService 0x80000000";
+    const std::wstring line = L"ShadowList: Cannot create FASService 8";
     EXPECT_EQ(host.display.lines, Journal(3, line));
     EXPECT_EQ(host.eventLog.lines, Journal(3, line));
 }
@@ -311,10 +290,8 @@ TEST(ShadowList, TheWorkspacesFolderBecomesAnEmptyClientSideOnly) {
         const wchar_t* after;
     } cases[] = {
         {L"/w/apps/app.xWS", L"", S_OK, L"/w/apps"},
-        {L"/app.xWS", L" \n", S_OK, L"/"},
         {L"/w/apps/app.xWS", L"/mine", S_FALSE, L"/mine"},
         {L"app.xWS", L"", E_FAIL, L""},
-        {L"", L"", E_FAIL, L""},
     };
     for (const auto& c : cases) {
         workspace->put_Filename(ISMake(c.workspace).Get());

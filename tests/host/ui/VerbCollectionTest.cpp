@@ -12,20 +12,17 @@ TEST(UIVerbCollection, KeepsVerbsInOrderWithSeparatorsWithoutText) {
 
     int32_t count = 0;
     ASSERT_EQ(verbs->get_Count(&count), S_OK);
-    ASSERT_EQ(count, 4);
+    EXPECT_EQ(count, 4);
     const std::pair<std::wstring, int32_t> expected[] = {{L"Run", 8}, {L"", 2}, {L"", 2}, {L"Commit", 130}};
-    for (int32_t i = 0; i < count; ++i) {
+    for (int32_t i = 0; i < 4; ++i) {
         IPtr<IString> text;
         int32_t code = -1;
-        ASSERT_EQ(verbs->get_Verb(i, text.Out(), &code), S_OK) << i;
-        EXPECT_EQ(host::ToWide(text.Get()), expected[i].first) << i;
-        EXPECT_EQ(code, expected[i].second) << i;
         IPtr<IUnknown> item;
+        ASSERT_EQ(verbs->get_Verb(i, text.Out(), &code), S_OK) << i;
         ASSERT_EQ(verbs->get_Item(i, item.Out()), S_OK) << i;
+        EXPECT_EQ(std::make_pair(host::ToWide(text.Get()), code), expected[i]) << i;
         EXPECT_EQ(TextOf(item.Get()), expected[i].first) << i;
     }
-    EXPECT_EQ(verbs->get_Verb(0, nullptr, nullptr), S_OK);
-
     for (int32_t bad : {-1, 4}) {
         IString* poisoned = reinterpret_cast<IString*>(0x1);
         int32_t code = 77;

@@ -13,6 +13,23 @@
 //   "DestSpreadSheet"      output: files listed by CreateFAS_Dest, -1 failed
 //   "SrcLogin" ... "DestPort"  kept with the component for the host's pages
 //
+// Verbs (DoAction), each with the scheme file's name and the bound display
+// handed to the service first; the result is the service's:
+//   120-123  Update .. InstallAll: Transfer(source, destination, code - 120)
+//   101/102  CreateFAS_Src/_Dest: the side's scheme file written through
+//            the host's "UIUtils" (CreateSchemeFile); the number of files it
+//            lists, or -1 when it failed, goes to "SrcSpreadSheet" or
+//            "DestSpreadSheet"
+//   103-106  SaveFAS_<described>To<target>: SaveSchemeFile(described, target)
+//   110      LoadFAS: LoadSchemeFile(source, destination), which changes
+//            nothing
+//   111      (no verb) the folder of the active workspace's file becomes the
+//            client side when "Destination(Client)" holds no location yet
+//            (S_OK); a location already there is kept (S_FALSE); no
+//            workspace file: E_FAIL
+//   others   ("Edit", "Run", "Commit", "CommitAll" included) come back
+//            unchanged, for the host's own default
+//
 // The service is made last in FinalConstruct and kept until FinalRelease,
 // which stops it and takes its line display away first. A host without
 // "FASService" still gets a working component: the service is null, every
@@ -70,7 +87,10 @@ public:
         kActionSaveDestToSrc = 106,
         kActionLoad = 110,
         kActionWorkspace = 111,
+        // Update .. InstallAll: 120 plus the service's transfer mode.
         kActionUpdate = 120,
+        kActionUpdateAll = 121,
+        kActionInstall = 122,
         kActionInstallAll = 123,
         kActionCommit = 130,
         kActionCommitAll = 131,

@@ -3,6 +3,7 @@
 // family, so it stands above them all rather than in one of them.
 #include <vector>
 
+#include "host/archive/Components.h"
 #include "host/collections/Components.h"
 #include "host/files/Components.h"
 #include "host/os/Components.h"
@@ -25,7 +26,7 @@ std::vector<HostComponent>& Joined() {
         const std::span<const HostComponent> families[] = {
             ValuesComponents(),   CollectionsComponents(), RuntimeComponents(),   FilesComponents(),
             StreamsComponents(),  SettingsComponents(),    ParametersComponents(), UIComponents(),
-            OSComponents(),       TransferComponents(),    TransformComponents(),
+            OSComponents(),       TransferComponents(),    TransformComponents(),    ArchiveComponents(),
         };
         for (std::span<const HostComponent> rows : families) joined.insert(joined.end(), rows.begin(), rows.end());
         return joined;

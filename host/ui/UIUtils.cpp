@@ -5,6 +5,7 @@
 #include "host/runtime/EventLogLine.h"
 #include "host/runtime/GlobalComponentCollection.h"
 #include "host/values/HostStrings.h"
+#include "sdk/FileArchiveService.h"
 
 namespace host {
 
@@ -32,6 +33,25 @@ HRESULT UIUtils::OpenFileObject(tagREFString path, IUnknown*, tagREFString, IUnk
     // hands on what a failed download left has already said why.
     if (FAILED(file->Open(MakeString(TextOf(path)).Get()))) return E_FAIL;
     return file->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(result));
+}
+
+HRESULT UIUtils::CreateSchemeFile(IUnknown* side, IString* name, int32_t* files) {
+    if (files) *files = 0;
+    IPtr<IFileArchiveScheme> scheme = QueryAs<IFileArchiveScheme>(side);
+    if (!scheme) return E_INVALIDARG;
+    IPtr<IFASService> service;
+    if (FAILED(GlobalCollection()->CreateComponent(REFLiteral(L"FASService"), &IPtr<IFASService>::Id(),
+                                                   service.OutVoid())) ||
+        !service) {
+        WriteEventLogError(L"UIUtils", L"the host offers no \"FASService\" component");
+        return E_FAIL;
+    }
+    if (FAILED(service->put_SchemeFile(name))) {
+        WriteEventLogError(L"UIUtils", L"the scheme file's name \"" + ToWide(name) + L"\" is no relative name");
+        return E_FAIL;
+    }
+    // The service writes its own failures to the log.
+    return service->SaveSchemeFile(scheme.Get(), scheme.Get(), files) == S_OK ? S_OK : E_FAIL;
 }
 
 HRESULT CreateUIUtils(const IID* iid, void** out) { return CreateHostComponent<UIUtils>(iid, out); }

@@ -1,0 +1,140 @@
+#include "host/archive/FASService.h"
+
+#include <exception>
+
+#include "host/archive/SyncJob.h"
+#include "host/values/HostStrings.h"
+#include "sdk/ScopeExit.h"
+
+namespace host {
+
+namespace {
+
+// Claims the service for one operation; false when one runs already.
+bool Claim(std::atomic<bool>& running, std::atomic<bool>& stop) {
+    bool expected = false;
+    if (!running.compare_exchange_strong(expected, true)) return false;
+    stop.store(false);
+    return true;
+}
+
+} // namespace
+
+HRESULT FASService::put_SchemeFile(IString* name) {
+    std::wstring text = name ? ToWide(name) : std::wstring();
+    if (text.empty()) text = kDefaultSchemeFile;
+    if (!fas::IsRelativeName(text)) return E_INVALIDARG;
+    std::lock_guard hold(m_lock);
+    m_schemeName = std::move(text);
+    return S_OK;
+}
+
+HRESULT FASService::put_LineDisplay(IUILineDisplayable* display) {
+    IPtr<IUILineDisplayable> held(display);
+    std::lock_guard hold(m_lock);
+    std::swap(m_display, held);
+    return S_OK; // the old display is released outside the lock
+}
+
+HRESULT FASService::Stop() {
+    m_stop.store(true);
+    return S_OK;
+}
+
+HRESULT FASService::IsRunning() { return m_running.load() ? S_OK : S_FALSE; }
+
+HRESULT FASService::Transfer(IFileArchiveScheme* server, IFileArchiveScheme* client, int32_t mode) {
+    if (!server || !client || mode < FAS_UPDATE || mode > FAS_INSTALL_ALL) return E_INVALIDARG;
+    return RunSync(server, client, static_cast<Action>(mode));
+}
+
+HRESULT FASService::Commit(IFileArchiveScheme* client, IFileArchiveScheme* server) {
+    if (!server || !client) return E_INVALIDARG;
+    return RunSync(server, client, Action::Commit);
+}
+
+HRESULT FASService::LoadSchemeFile(IFileArchiveScheme* server, IFileArchiveScheme* client) {
+    if (!server || !client) return E_INVALIDARG;
+    return RunSync(server, client, Action::Preview);
+}
+
+HRESULT FASService::RunSync(IFileArchiveScheme* server, IFileArchiveScheme* client, Action action) {
+    std::wstring name;
+    IPtr<IUILineDisplayable> display;
+    {
+        std::lock_guard hold(m_lock);
+        name = m_schemeName;
+        display = m_display;
+    }
+    fas::Report report(display);
+    constexpr wchar_t kTitle[] = L"FASService";
+    IPtr<ILocationScheme> serverSide = QueryAs<ILocationScheme>(server);
+    IPtr<ILocationScheme> clientSide = QueryAs<ILocationScheme>(client);
+    if (!serverSide || !clientSide) {
+        report.Error(kTitle, L"a side is no location the service can reach");
+        return E_FAIL;
+    }
+    if (!Claim(m_running, m_stop)) {
+        report.Error(kTitle, L"another operation of this service is running");
+        return E_FAIL;
+    }
+    ScopeExit done([&] { m_running.store(false); });
+    fas::ClientFolder folder;
+    std::wstring why;
+    if (!folder.Open(clientSide.Get(), why)) {
+        report.Error(kTitle, why);
+        return E_FAIL;
+    }
+    fas::SyncJob job{serverSide.Get(), &folder, name, &m_stop, &report};
+    try {
+        switch (action) {
+        case Action::Update: return fas::RunUpdate(job, false);
+        case Action::UpdateAll: return fas::RunUpdate(job, true);
+        case Action::Install: return fas::RunInstall(job, false);
+        case Action::InstallAll: return fas::RunInstall(job, true);
+        case Action::Commit: return fas::RunCommit(job);
+        case Action::Preview: return fas::RunPreview(job);
+        }
+    } catch (const std::exception& error) {
+        report.Error(kTitle, L"the operation failed: " + FromUtf8(error.what()));
+    }
+    return E_FAIL;
+}
+
+HRESULT FASService::SaveSchemeFile(IFileArchiveScheme* described, IFileArchiveScheme* target, int32_t* files) {
+    if (files) *files = 0;
+    if (!described || !target) return E_INVALIDARG;
+    std::wstring name;
+    IPtr<IUILineDisplayable> display;
+    {
+        std::lock_guard hold(m_lock);
+        name = m_schemeName;
+        display = m_display;
+    }
+    fas::Report report(display);
+    IPtr<ILocationScheme> describedSide = QueryAs<ILocationScheme>(described);
+    IPtr<ILocationScheme> targetSide = QueryAs<ILocationScheme>(target);
+    if (!describedSide || !targetSide) {
+        report.Error(L"Scheme file", L"a side is no location the service can reach");
+        return E_FAIL;
+    }
+    if (!Claim(m_running, m_stop)) {
+        report.Error(L"Scheme file", L"another operation of this service is running");
+        return E_FAIL;
+    }
+    ScopeExit done([&] { m_running.store(false); });
+    int32_t written = 0;
+    HRESULT hr;
+    try {
+        hr = fas::RunSave(describedSide.Get(), targetSide.Get(), name, &m_stop, report, written);
+    } catch (const std::exception& error) {
+        report.Error(L"Scheme file", L"the operation failed: " + FromUtf8(error.what()));
+        hr = E_FAIL;
+    }
+    if (files && hr == S_OK) *files = written;
+    return hr;
+}
+
+HRESULT CreateFASService(const IID* iid, void** out) { return CreateHostComponent<FASService>(iid, out); }
+
+} // namespace host

@@ -20,6 +20,8 @@ int PackageCommand(const Arguments& args);
 int UploadCommand(const Arguments& args);
 int VerbsCommand(const Arguments& args);
 int VerbCommand(const Arguments& args);
+int SyncCommand(const Arguments& args);
+int FasCommand(const Arguments& args);
 
 // Help texts.
 const char* GeneralHelp();
@@ -33,6 +35,8 @@ const char* PackageHelp();
 const char* UploadHelp();
 const char* VerbsHelp();
 const char* VerbHelp();
+const char* SyncHelp();
+const char* FasHelp();
 
 // When args[i] is the option `name`, given as "NAME VALUE" or "NAME=VALUE":
 // stores the value, moves `i` to the last argument used and returns true.

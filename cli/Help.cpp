@@ -30,6 +30,10 @@ const char* GeneralHelp() {
            "        download one file into the cache folder\n"
            "  upload SRC_FOLDER DEST [--keep] [--verbose]\n"
            "        send the files of a folder to a folder or URL, then remove them\n"
+           "  sync update|update-all|install|install-all|commit SERVER CLIENT [--fas FILE]\n"
+           "        bring a client folder in step with a server by the server's scheme file\n"
+           "  fas create SIDE FILE\n"
+           "        write the scheme file of a folder or URL\n"
            "\n"
            "'shadow <command> --help' describes a command.\n"
            "\n"
@@ -128,6 +132,42 @@ const char* ConvertHelp() {
            "\n"
            "Exit codes: 0 success, 1 the conversion failed, 2 the command line cannot\n"
            "be used as given.\n";
+}
+
+const char* SyncHelp() {
+    return "usage: shadow sync MODE SERVER CLIENT [--fas FILE] [--verbose]\n"
+           "\n"
+           "Runs the ShadowList step between SERVER (a folder or a URL) and CLIENT\n"
+           "(a local folder) by the scheme file FILE that SERVER keeps (default\n"
+           "scheme.fas; write one with 'shadow fas create').\n"
+           "\n"
+           "  update        fetch the files whose content differs from the client's\n"
+           "  update-all    fetch every file the scheme file names\n"
+           "  install       fetch into a staging folder, check every file, then put\n"
+           "                them in place and remove files an earlier install placed\n"
+           "                that the scheme file no longer names; all or nothing\n"
+           "  install-all   as install, fetching every file\n"
+           "  commit        send the client's changed files to SERVER, then the next\n"
+           "                scheme file; refused when SERVER moved on since the\n"
+           "                client's last update\n"
+           "\n"
+           "Every file is checked against the scheme file's size and SHA-256 before\n"
+           "it is put in place. A client file changed since the last update is never\n"
+           "replaced: the server's version is saved beside it as NAME.fas-new. A\n"
+           "scheme file older than the one the client has is refused. The client\n"
+           "keeps its state in CLIENT/.fas-state.\n"
+           "\n"
+           "A URL must not hold a password: put the login in ~/.netrc.\n"
+           "Exit codes: 0 the action completed, 1 it failed (the reasons are printed\n"
+           "and kept in the event log), 2 bad arguments, 130 interrupted.\n";
+}
+
+const char* FasHelp() {
+    return "usage: shadow fas create SIDE FILE\n"
+           "\n"
+           "Writes the scheme file FILE (a name relative to SIDE) describing every\n"
+           "file of SIDE, a folder or a URL: path, size, time, mode and SHA-256,\n"
+           "with the serial after the one of the FILE already there.\n";
 }
 
 const char* GetHelp() {

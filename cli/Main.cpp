@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package, upload, verbs, verb";
+constexpr char kCommands[] = "mirror, run, list, convert, get, selective, package, upload, verbs, verb, sync, fas";
 
 int Dispatch(const cli::Arguments& args) {
     if (args.empty()) throw cli::UsageError(std::string("missing command; valid commands: ") + kCommands);
@@ -29,6 +29,8 @@ int Dispatch(const cli::Arguments& args) {
     if (command == "upload") return cli::UploadCommand(rest);
     if (command == "verbs") return cli::VerbsCommand(rest);
     if (command == "verb") return cli::VerbCommand(rest);
+    if (command == "sync") return cli::SyncCommand(rest);
+    if (command == "fas") return cli::FasCommand(rest);
     throw cli::UsageError("unknown command \"" + command + "\"; valid commands: " + kCommands);
 }
 

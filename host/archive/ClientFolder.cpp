@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <ctime>
 #include <cwctype>
 
 #include "host/text/ErrnoText.h"
@@ -95,7 +96,16 @@ bool ClientFolder::ReadState(SchemeFile& state, std::wstring& why) const {
 }
 
 bool ClientFolder::WriteState(const SchemeFile& state, std::wstring& why) const {
-    const std::string bytes = FormatSchemeFile(state);
+    // A file changed again within the same tick of a coarse clock keeps its
+    // size and time; a time this recent is not recorded, so the next run
+    // reads the file instead of trusting the hash.
+    struct timespec clock {};
+    ::clock_gettime(CLOCK_REALTIME, &clock);
+    const int64_t recent = static_cast<int64_t>(clock.tv_sec - 2) * 1000000000;
+    SchemeFile kept = state;
+    for (SchemeRow& row : kept.rows)
+        if (row.modified >= recent) row.modified = 0;
+    const std::string bytes = FormatSchemeFile(kept);
     PartFile part;
     int code = part.Create(Root(), ".fas-state.fas-part");
     size_t done = 0;

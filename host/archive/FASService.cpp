@@ -43,18 +43,31 @@ HRESULT FASService::Stop() {
 
 HRESULT FASService::IsRunning() { return m_running.load() ? S_OK : S_FALSE; }
 
+// A missing side is reported too: a step that hands on a scheme it could
+// not make shows the failure nowhere else.
+HRESULT FASService::Refuse(const wchar_t* what) {
+    IPtr<IUILineDisplayable> display;
+    {
+        std::lock_guard hold(m_lock);
+        display = m_display;
+    }
+    fas::Report(display).Error(L"FASService", what);
+    return E_INVALIDARG;
+}
+
 HRESULT FASService::Transfer(IFileArchiveScheme* server, IFileArchiveScheme* client, int32_t mode) {
-    if (!server || !client || mode < FAS_UPDATE || mode > FAS_INSTALL_ALL) return E_INVALIDARG;
+    if (!server || !client) return Refuse(L"no server or no client side was given");
+    if (mode < FAS_UPDATE || mode > FAS_INSTALL_ALL) return Refuse(L"the transfer mode is none of 0 to 3");
     return RunSync(server, client, static_cast<Action>(mode));
 }
 
 HRESULT FASService::Commit(IFileArchiveScheme* client, IFileArchiveScheme* server) {
-    if (!server || !client) return E_INVALIDARG;
+    if (!server || !client) return Refuse(L"no server or no client side was given");
     return RunSync(server, client, Action::Commit);
 }
 
 HRESULT FASService::LoadSchemeFile(IFileArchiveScheme* server, IFileArchiveScheme* client) {
-    if (!server || !client) return E_INVALIDARG;
+    if (!server || !client) return Refuse(L"no server or no client side was given");
     return RunSync(server, client, Action::Preview);
 }
 
@@ -103,7 +116,7 @@ HRESULT FASService::RunSync(IFileArchiveScheme* server, IFileArchiveScheme* clie
 
 HRESULT FASService::SaveSchemeFile(IFileArchiveScheme* described, IFileArchiveScheme* target, int32_t* files) {
     if (files) *files = 0;
-    if (!described || !target) return E_INVALIDARG;
+    if (!described || !target) return Refuse(L"no side to describe or no side to write to was given");
     std::wstring name;
     IPtr<IUILineDisplayable> display;
     {

@@ -15,7 +15,8 @@
 // placed that the scheme file no longer names are removed when unchanged
 // here. An install counts as the client's last update.
 // Both refuse a scheme file whose serial is below the client's (no
-// rollback). A client file changed since the service last placed or saw it
+// rollback), one that is damaged or altered, and one that names the
+// client's own entries. A client file changed since the service last placed or saw it
 // (or one it never saw that differs) is never replaced: the server's
 // version goes beside it as NAME.fas-new, and the line says so.
 //
@@ -33,7 +34,9 @@
 // writes no scheme file. The client's state is written whole under a work
 // name and renamed. Speed: the hash the state recorded for a client file is
 // trusted while its size and modification time (nanoseconds) are those
-// recorded, so an update reads only the changed files.
+// recorded, so an update reads only the changed files; a time within two
+// seconds of writing the state is not recorded (a coarse clock could hide
+// a second change), and such a file is read once more next time.
 //
 // Threads: one operation at a time (another call meanwhile fails with
 // E_FAIL); Stop and IsRunning from any thread. Lines go to the line
@@ -71,6 +74,8 @@ private:
 
     ~FASService() override = default;
 
+    // Reports a missing argument; E_INVALIDARG.
+    HRESULT Refuse(const wchar_t* what);
     HRESULT RunSync(IFileArchiveScheme* server, IFileArchiveScheme* client, Action action);
 
     std::mutex m_lock; // guards the two settings

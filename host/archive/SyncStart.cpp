@@ -20,6 +20,15 @@ HRESULT BeginSync(const SyncJob& job, const wchar_t* title, SyncStart& start) {
         return E_FAIL;
     }
     start.manifest = std::move(*manifest);
+    // A scheme file that names the client's own entries would have the
+    // service overwrite its state or its staging: no sound server writes one.
+    for (const SchemeRow& row : start.manifest.rows) {
+        if (IsServiceEntry(row.path, job.schemeName) || row.path.starts_with(std::wstring(kStagingName) + L"/")) {
+            report.Error(title, L"the scheme file " + job.schemeName + L" names " + row.path +
+                                    L", a name the service keeps for itself: refused");
+            return E_FAIL;
+        }
+    }
     std::wstring why;
     if (!job.client->ReadState(start.state, why)) {
         report.Error(title, why);

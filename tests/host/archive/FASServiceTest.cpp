@@ -251,20 +251,39 @@ TEST_F(FASServiceTest, InstallPutsNothingInPlaceUnlessEveryFileChecks) {
     EXPECT_EQ(ClientSerial(m_client), 3u);
 }
 
-TEST_F(FASServiceTest, AnOlderSchemeFileIsRefused) {
+TEST_F(FASServiceTest, UnsoundSchemeFilesAreRefused) {
     Write(m_server / "a.txt", "one");
     Publish();
     const std::string first = ReadFile(m_server / "scheme.fas");
     Write(m_server / "a.txt", "two");
     Publish();
     ASSERT_EQ(Run(m_client, FAS_INSTALL), S_OK);
-    Write(m_server / "a.txt", "one");
-    WriteFile(m_server / "scheme.fas", first);
-    for (int32_t mode : {FAS_UPDATE, FAS_UPDATE_ALL, FAS_INSTALL, FAS_INSTALL_ALL}) {
-        m_lines->Clear();
-        EXPECT_EQ(Run(m_client, mode), E_FAIL) << mode;
-        EXPECT_TRUE(m_lines->Has("has serial 1, older than serial 2", LINE_ERROR)) << mode;
-        EXPECT_EQ(ReadFile(m_client / "a.txt"), "two") << mode;
+    const std::string second = ReadFile(m_server / "scheme.fas");
+    host::fas::SchemeFile own{host::fas::SchemeKind::Manifest, 3,
+                              {host::fas::SchemeRow{L".fas-state", 3, 0, 0644, std::string(64, 'a'), false}}};
+    struct Case {
+        const char* what;
+        std::string scheme;
+        const char* says;
+    } cases[] = {
+        {"older", first, "has serial 1, older than serial 2"},
+        {"altered", [&] {
+             std::string bad = second;
+             bad[bad.find(" a.txt") - 1] ^= 1;
+             return bad;
+         }(), "the rows were altered"},
+        {"cut short", second.substr(0, second.size() - 10), "cut short"},
+        {"the client's own entries", FormatSchemeFile(own), "names .fas-state, a name the service keeps"},
+    };
+    for (const Case& c : cases) {
+        WriteFile(m_server / "scheme.fas", c.scheme);
+        for (int32_t mode : {FAS_UPDATE, FAS_UPDATE_ALL, FAS_INSTALL, FAS_INSTALL_ALL}) {
+            m_lines->Clear();
+            EXPECT_EQ(Run(m_client, mode), E_FAIL) << c.what << " " << mode;
+            EXPECT_TRUE(m_lines->Has(c.says, LINE_ERROR)) << c.what << " " << mode;
+        }
+        EXPECT_EQ(Files(m_client), (std::map<std::string, std::string>{{"a.txt", "two"}})) << c.what;
+        EXPECT_EQ(ClientSerial(m_client), 2u) << c.what;
     }
 }
 

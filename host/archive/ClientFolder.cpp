@@ -139,6 +139,16 @@ int ClientFolder::Hash(const std::wstring& name, const LocalFile& now, const Sch
     return HashFile(file.Get(), stop, sha256, size);
 }
 
+bool ClientFolder::HoldsOther(const std::wstring& name) const {
+    ScopedFD folder;
+    std::string leaf;
+    // A missing folder holds nothing; a part of the path that is a link or
+    // a file is the user's entry standing in the way.
+    if (int code = OpenParent(Root(), name, false, folder, leaf)) return code != ENOENT;
+    struct stat info {};
+    return ::fstatat(folder.Get(), leaf.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && !S_ISREG(info.st_mode);
+}
+
 PartFile::~PartFile() {
     m_fd.Reset();
     if (!m_placed && m_folder >= 0) ::unlinkat(m_folder, m_name.c_str(), 0);

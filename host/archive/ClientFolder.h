@@ -62,6 +62,10 @@ public:
     int Hash(const std::wstring& name, const LocalFile& now, const SchemeRow* recorded,
              const std::atomic<bool>* stop, std::string& sha256) const;
 
+    // Whether something that is no regular file (a link, a folder, a
+    // device) stands under `name`: it is the user's and is never replaced.
+    bool HoldsOther(const std::wstring& name) const;
+
 private:
     ScopedFD m_root;
     std::wstring m_shown;

@@ -1,5 +1,6 @@
 // Writing the scheme file of one side: a local folder is read directly
-// (with the hashes of its state trusted for unchanged files); any other
+// (with the hashes of its state, or of the scheme file being replaced,
+// trusted for files whose size and time are unchanged); any other
 // location is listed and each file fetched once to be hashed.
 #include <cerrno>
 
@@ -13,12 +14,17 @@ namespace {
 
 constexpr wchar_t kTitle[] = L"Scheme file";
 
-HRESULT DescribeLocal(ClientFolder& folder, const std::wstring& schemeName, const std::atomic<bool>* stop,
-                      const Report& report, std::vector<SchemeRow>& rows) {
+// `previous`: the scheme file this one replaces in the same folder, whose
+// hashes are trusted like the state's. Trusting one wrongly cannot harm a
+// client: a file that does not match its row is refused there.
+HRESULT DescribeLocal(ClientFolder& folder, const std::wstring& schemeName, const SchemeFile* previous,
+                      const std::atomic<bool>* stop, const Report& report, std::vector<SchemeRow>& rows) {
     SchemeFile state;
     std::wstring why;
     if (!folder.ReadState(state, why)) state = SchemeFile{}; // no trusted hashes then
     std::map<std::wstring, const SchemeRow*> recorded;
+    if (previous)
+        for (const SchemeRow& row : previous->rows) recorded[row.path] = &row;
     for (const SchemeRow& row : state.rows) recorded[row.path] = &row;
     LocalListing local;
     std::wstring failed;
@@ -88,7 +94,8 @@ HRESULT RunSave(ILocationScheme* described, ILocationScheme* target, const std::
             report.Error(kTitle, why);
             return E_FAIL;
         }
-        hr = DescribeLocal(local, schemeName, stop, report, next.rows);
+        const bool sameFolder = there && described->Location() == target->Location();
+        hr = DescribeLocal(local, schemeName, sameFolder ? &*there : nullptr, stop, report, next.rows);
     } else {
         hr = DescribeRemote(described, schemeName, stop, report, next.rows);
     }

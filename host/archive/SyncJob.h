@@ -55,7 +55,9 @@ HRESULT BeginSync(const SyncJob& job, const wchar_t* title, SyncStart& start);
 struct FileDecision {
     bool present = false; // the client has the file
     bool fetch = false;   // the server's version is to be fetched
-    bool changedHere = false; // the client's file differs from what the service last placed or saw
+    // The client's file differs from what the service last placed or saw,
+    // or something that is no file (a link, a folder) stands in its place.
+    bool changedHere = false;
     std::string localSha;
     LocalFile now;
 };

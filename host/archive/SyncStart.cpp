@@ -69,6 +69,7 @@ int Decide(const SyncJob& job, const SyncStart& start, const SchemeRow& row, boo
         out.fetch = all || !sameAsServer;
     } else {
         out.fetch = true;
+        out.changedHere = job.client->HoldsOther(row.path);
     }
     return 0;
 }

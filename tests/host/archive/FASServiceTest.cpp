@@ -203,6 +203,9 @@ TEST_F(FASServiceTest, LocalEditIsKeptBesideTheNewVersion) {
     Write(m_client / "own.txt", "never on the server");
     Write(m_server / "a.txt", "two");
     Write(m_server / "own.txt", "the server's");
+    Write(m_server / "link.txt", "through a link");
+    Write(m_tmp.Path() / "outside.txt", "outside");
+    fs::create_symlink(m_tmp.Path() / "outside.txt", m_client / "link.txt");
     Publish();
     for (int32_t mode : {FAS_UPDATE, FAS_INSTALL}) {
         SCOPED_TRACE(mode);
@@ -213,6 +216,10 @@ TEST_F(FASServiceTest, LocalEditIsKeptBesideTheNewVersion) {
         // A file the service never placed is the user's too.
         EXPECT_EQ(ReadFile(m_client / "own.txt"), "never on the server");
         EXPECT_EQ(ReadFile(m_client / "own.txt.fas-new"), "the server's");
+        // A link is neither followed nor replaced.
+        EXPECT_TRUE(fs::is_symlink(m_client / "link.txt"));
+        EXPECT_EQ(ReadFile(m_tmp.Path() / "outside.txt"), "outside");
+        EXPECT_EQ(ReadFile(m_client / "link.txt.fas-new"), "through a link");
         EXPECT_TRUE(m_lines->Has("a.txt was changed here and is kept; the server's version is a.txt.fas-new",
                                  LINE_STATUS));
     }

@@ -103,6 +103,9 @@ bool ClientFolder::WriteState(const SchemeFile& state, std::wstring& why) const 
     ::clock_gettime(CLOCK_REALTIME, &clock);
     const int64_t recent = static_cast<int64_t>(clock.tv_sec - 2) * 1000000000;
     SchemeFile kept = state;
+    // The renames of the files placed reach the disk before the state that
+    // records them: one flush of the file system rather than one per folder.
+    ::syncfs(Root());
     for (SchemeRow& row : kept.rows)
         if (row.modified >= recent) row.modified = 0;
     const std::string bytes = FormatSchemeFile(kept);
@@ -181,7 +184,6 @@ int PartFile::Place(uint32_t mode, int64_t modified, int targetFolder, const std
     // and refuses to replace a folder.
     if (::renameat(m_folder, m_name.c_str(), targetFolder, target.c_str()) != 0) return errno;
     m_placed = true;
-    ::fsync(targetFolder);
     placed = LocalFile{info.st_size, ModifiedNanoseconds(info), info.st_mode & 07777u};
     return 0;
 }

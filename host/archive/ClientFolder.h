@@ -48,7 +48,9 @@ public:
 
     // The state; an empty one (serial 0, no rows) when there is none yet.
     bool ReadState(SchemeFile& state, std::wstring& why) const;
-    // Writes the state under a work name, on the disk, then renamed.
+    // Flushes the file system (so that the files placed before are on the
+    // disk first) and writes the state under a work name, on the disk, then
+    // renamed.
     bool WriteState(const SchemeFile& state, std::wstring& why) const;
 
     // Every file of the client but the service's own entries.
@@ -83,8 +85,9 @@ public:
     // 0 or an errno; a stale file under the work name is removed first.
     int Create(int folder, std::string name);
     int Fd() const { return m_fd.Get(); }
-    // Sets the mode (unknown: 0644) and time (unknown: kept), flushes, and
-    // renames the file to `target` in `targetFolder`. 0 or an errno;
+    // Sets the mode (unknown: 0644) and time (unknown: kept), flushes the
+    // content, and renames the file to `target` in `targetFolder` (the
+    // folder is flushed with the state, ClientFolder::WriteState). 0 or an errno;
     // `placed` receives the file's size and time as it now stands.
     int Place(uint32_t mode, int64_t modified, int targetFolder, const std::string& target, LocalFile& placed);
 

@@ -147,7 +147,6 @@ HRESULT RunInstall(const SyncJob& job, bool all) {
             ++failed;
             continue;
         }
-        ::fsync(folder.Get());
         if (one.asNew) {
             report.Status(kTitle, row.path + L" was changed here and is kept; the server's version is " +
                                       row.path + kNewSuffix);

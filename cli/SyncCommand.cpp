@@ -89,10 +89,13 @@ int SyncCommand(const Arguments& args) {
     auto monitor = LineMonitor::Create(*runtime, UseLiveStatus(o.verbose), name);
     auto workspace = BindLineDisplay(*runtime, step.Get(), static_cast<IUILineDisplayable*>(monitor.Get()));
     FailureWatch failures(*runtime);
-    // The step runs on this thread; Ctrl-C turns it off, which stops the
-    // service: an install then places nothing, a commit writes no scheme
-    // file, an update keeps only files that arrived whole.
-    const StepOutcome outcome = RunStep(step.Get(), monitor.Get());
+    // The step is synchronous: it runs on a thread of its own so that this
+    // one sees Ctrl-C and turns it off, which stops the service: an install
+    // then places nothing, a commit writes no scheme file, an update keeps
+    // only files that arrived whole.
+    auto stepFace = step.Query<IStep>();
+    if (!stepFace) throw Failure("the ShadowList component is no step");
+    const StepOutcome outcome = RunStoppable(step.Get(), monitor.Get(), [&] { return stepFace->TurnOn(); });
     return ExitCodeOf(outcome, monitor.Get(), ToUtf8(name), &failures, o.verbose);
 }
 

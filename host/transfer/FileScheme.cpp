@@ -15,6 +15,7 @@
 
 #include "host/text/FileNameEncoding.h"
 #include "host/transfer/FileUrl.h"
+#include "host/transfer/HttpScheme.h"
 #include "host/transfer/SchemeSettings.h"
 #include "host/text/ErrnoText.h"
 #include "host/values/HostStrings.h"
@@ -79,16 +80,38 @@ private:
 
 } // namespace
 
+FileScheme::FileScheme() : LocationListing(L"URLFile") {
+    CreateHttpScheme(&InterfaceInfo<ILocationScheme>::Id(), reinterpret_cast<void**>(m_remote.Out()));
+}
+
+ILocationScheme* FileScheme::RemoteFor(std::wstring_view text) {
+    const size_t separator = text.find(L"://");
+    if (separator == std::wstring_view::npos || separator == 0) return nullptr;
+    const std::wstring_view prefix = text.substr(0, separator);
+    for (wchar_t c : prefix)
+        if (!((c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z'))) return nullptr;
+    if (prefix.size() == 4 && (prefix[0] | 0x20) == L'f' && (prefix[1] | 0x20) == L'i' && (prefix[2] | 0x20) == L'l' &&
+        (prefix[3] | 0x20) == L'e')
+        return nullptr;
+    return m_remote.Get();
+}
+
 HRESULT FileScheme::put_Parameters(IParameters* parameters) {
+    if (IPtr<IFileArchiveScheme> remote = QueryAs<IFileArchiveScheme>(m_remote.Get()); remote && parameters)
+        remote->put_Parameters(parameters);
     std::wstring hostName = parameters ? TextSetting(parameters, L"HOSTNAME").value_or(L"") : std::wstring();
     std::lock_guard guard(m_lock);
     m_hostName = std::move(hostName);
     return S_OK;
 }
 
-HRESULT FileScheme::Advise(IUnknown* listener, int32_t on) { return m_listeners.Advise(listener, on); }
+HRESULT FileScheme::Advise(IUnknown* listener, int32_t on) {
+    if (IPtr<IEventSource> remote = QueryAs<IEventSource>(m_remote.Get())) remote->Advise(listener, on);
+    return m_listeners.Advise(listener, on);
+}
 
 FetchResult FileScheme::Fetch(const FetchRequest& request) {
+    if (ILocationScheme* remote = RemoteFor(request.url)) return QueryAs<IFetchScheme>(remote)->Fetch(request);
     FetchResult result;
     std::wstring base;
     {
@@ -189,6 +212,8 @@ bool IsFolderName(std::wstring_view folder) { return folder.empty() || IsRelativ
 } // namespace
 
 void FileScheme::SetLocation(std::wstring location) {
+    if (IPtr<IFileNameCollection> remote = QueryAs<IFileNameCollection>(m_remote.Get()))
+        remote->put_Folder(MakeString(location).Get());
     std::lock_guard guard(m_lock);
     m_hostName = std::move(location);
 }
@@ -210,6 +235,7 @@ bool FileScheme::LocationPath(std::string& path, TransferError& error) {
 }
 
 FetchResult FileScheme::FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) {
+    if (ILocationScheme* remote = Remote()) return remote->FetchFile(name, fd, stop);
     FetchResult result;
     std::string base;
     if (!IsRelativeName(name)) {
@@ -236,6 +262,7 @@ FetchResult FileScheme::FetchFile(const std::wstring& name, int fd, const std::a
 
 TransferError FileScheme::PutFile(const std::wstring& name, const ContentReader& read, int64_t size,
                                   const std::atomic<bool>* stop) {
+    if (ILocationScheme* remote = Remote()) return remote->PutFile(name, read, size, stop);
     TransferError error;
     std::string base;
     if (!IsRelativeName(name)) return Refused(name);
@@ -249,6 +276,7 @@ TransferError FileScheme::PutFile(const std::wstring& name, const ContentReader&
 }
 
 TransferError FileScheme::Rename(const std::wstring& from, const std::wstring& to) {
+    if (ILocationScheme* remote = Remote()) return remote->Rename(from, to);
     TransferError error;
     std::string base;
     if (!IsRelativeName(from)) return Refused(from);
@@ -278,6 +306,7 @@ TransferError FileScheme::Rename(const std::wstring& from, const std::wstring& t
 }
 
 TransferError FileScheme::RemoveFile(const std::wstring& name) {
+    if (ILocationScheme* remote = Remote()) return remote->RemoveFile(name);
     TransferError error;
     std::string base;
     if (!IsRelativeName(name)) return Refused(name);
@@ -297,6 +326,7 @@ TransferError FileScheme::RemoveFile(const std::wstring& name) {
 }
 
 TransferError FileScheme::List(const std::wstring& folder, std::vector<LocationEntry>& entries) {
+    if (ILocationScheme* remote = Remote()) return remote->List(folder, entries);
     entries.clear();
     TransferError error;
     std::string base;

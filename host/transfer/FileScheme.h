@@ -4,6 +4,13 @@
 // The time-out settings are accepted and ignored: a local copy has no
 // silence to wait out.
 //
+// Location texts are sorted between the schemes by their prefix alone, so
+// "URLFile" also receives URLs such as "sftp://host/folder" or
+// "https://host/dav/". A location (or, for Fetch, a name) that is a URL of
+// any kind other than file:// is handed to a "URLhttp" scheme this one
+// keeps, with the same settings and listeners, so that such a server works
+// whichever scheme its text was given to.
+//
 // Fetch copies the source file into the link's work file with plain system
 // calls, in chunks of at most kChunk bytes (in the kernel where it can,
 // else through a buffer of that size), reading the stop flag between
@@ -16,6 +23,7 @@
 
 #include <mutex>
 #include <string>
+#include <string_view>
 
 #include "host/base/HostObject.h"
 #include "sdk/ScopedHandles.h"
@@ -30,7 +38,7 @@ class FileScheme final : public LocationListing<IEventSource, IFetchScheme> {
 public:
     static constexpr size_t kChunk = 1 << 20;
 
-    FileScheme() : LocationListing(L"URLFile") {}
+    FileScheme();
 
     HRESULT put_Parameters(IParameters* parameters) override;
     HRESULT Advise(IUnknown* listener, int32_t on) override;
@@ -54,6 +62,12 @@ private:
     bool LocationPath(std::string& path, TransferError& error);
 
     ~FileScheme() override = default;
+
+    // The remote scheme when `text` is a URL other than file://, else null.
+    ILocationScheme* RemoteFor(std::wstring_view text);
+    ILocationScheme* Remote() { return RemoteFor(Location()); }
+
+    IPtr<ILocationScheme> m_remote; // a "URLhttp", made with this object
 
     std::mutex m_lock;
     std::wstring m_hostName; // guarded by m_lock

@@ -20,7 +20,7 @@ run_suite() { # build-dir sanitizer targets [ctest args...]
   (cd "$dir" && ctest --output-on-failure -j "$jobs" "$@")
 }
 
-echo "== test servers: HTTP, FTP and SFTP on loopback ports"
+echo "== test servers: HTTP, WebDAV, FTP and SFTP on loopback ports"
 bash scripts/deps.sh --servers
 # shellcheck source=scripts/test-servers.sh
 source scripts/test-servers.sh
@@ -34,16 +34,19 @@ bash scripts/layers.sh
 echo "== build and test"
 run_suite build "" ""
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer"
-ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address "" -E 'OverFtpAndSftp'
+sftp_tests='OverFtpAndSftp|LocationScheme|RemoteCli'
+ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address "" -E "$sftp_tests"
 # sftp logins leak inside libssh2 (tests/lsan.supp); matching that needs the
-# slow unwinder, so that test runs on its own.
+# slow unwinder, so the tests that log in over sftp run on their own.
 (cd build-asan && ASAN_OPTIONS=detect_leaks=1:fast_unwind_on_malloc=0 \
-  LSAN_OPTIONS="suppressions=$PWD/../tests/lsan.supp" ctest --output-on-failure -R 'OverFtpAndSftp')
+  LSAN_OPTIONS="suppressions=$PWD/../tests/lsan.supp" ctest --output-on-failure -R "$sftp_tests")
 echo "== ThreadSanitizer (steps, integration, transfers)"
 TSAN_OPTIONS=halt_on_error=1 run_suite build-tsan thread "Shadow CollectionsEx test_step test_components test_integration test_host" \
   -L 'step|integration|components' -E '_NOT_BUILT'
-# The transfers: a link's worker, the scheme's progress calls, the test server.
-(cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" -R 'UrlLink|HttpScheme|FileScheme')
+# The transfers: a link's worker, the scheme's progress calls, the test
+# server; the update service stopped from another thread.
+(cd build-tsan && TSAN_OPTIONS=halt_on_error=1 ctest --output-on-failure -j "$jobs" \
+  -R 'UrlLink|HttpScheme|FileScheme|LocationScheme|FASService')
 echo "== Fuzzing the stream transformer's revert path (60 s)"
 mkdir -p build-fuzz
 bash scripts/fuzz.sh 60 >build-fuzz/run.log 2>&1 || { tail -40 build-fuzz/run.log; exit 1; }

@@ -67,10 +67,16 @@ key_file = $SHADOW_TEST_SSH_KEY
 known_hosts_file = $SHADOW_TEST_SSH_KNOWN_HOSTS
 CONFIG
 
+# shadow takes no password in a URL: the FTP login goes to a ~/.netrc of
+# this run; curl reads the URL with its password.
+mkdir -p "$tmp/home"
+printf 'machine 127.0.0.1 login %s password %s\n' "$ftp_user" "$ftp_pass" >"$tmp/home/.netrc"
+chmod 600 "$tmp/home/.netrc"
+
 url_of() { # protocol folder
   case $1 in
     WebDAV) echo "$SHADOW_TEST_DAV_URL/$2" ;;
-    FTP) echo "$SHADOW_TEST_FTP_URL/$2" ;;
+    FTP) echo "ftp://$ftp_user@127.0.0.1:$ftp_port/$2" ;;
     SFTP) echo "$SHADOW_TEST_SFTP_URL$root/$2" ;;
   esac
 }
@@ -82,19 +88,21 @@ echo "| server | files | shadow upload (s) | max RSS (MB) | rclone copy / curl -
 echo "|---|---|---|---|---|"
 for protocol in WebDAV FTP SFTP; do
   rm -rf "${root:?}"/*
-  read -r s rss < <(seconds "$shadow" upload --keep "$tmp/many" "$(url_of $protocol many)")
+  read -r s rss < <(seconds env HOME="$tmp/home" "$shadow" upload --keep "$tmp/many" "$(url_of $protocol many)")
   [[ $(ls "$root/many" | wc -l) -eq $files ]] || { echo "$protocol: files missing" >&2; exit 1; }
   read -r r _ < <(seconds rclone copy "$tmp/many" "$(remote_of $protocol many-rclone)")
   echo "| $protocol | $files small | $s | $((rss / 1024)) | rclone $r |"
 
-  read -r s rss < <(seconds "$shadow" upload --keep "$tmp/big" "$(url_of $protocol big)")
+  read -r s rss < <(seconds env HOME="$tmp/home" "$shadow" upload --keep "$tmp/big" "$(url_of $protocol big)")
   cmp -s "$tmp/big/big.bin" "$root/big/big.bin" || { echo "$protocol: the large file differs" >&2; exit 1; }
   if [[ $protocol == SFTP ]]; then
     # The server's key was made for this run on a loopback port; curl is
     # only the yardstick here.
     read -r c _ < <(seconds curl -s -k --key "$SHADOW_TEST_SSH_KEY" --ftp-create-dirs -T "$tmp/big/big.bin" "$(url_of $protocol big-curl/)")
   else
-    read -r c _ < <(seconds curl -s --ftp-create-dirs -T "$tmp/big/big.bin" "$(url_of $protocol big-curl/)")
+    curl_url=$(url_of $protocol big-curl/)
+    [[ $protocol == FTP ]] && curl_url="$SHADOW_TEST_FTP_URL/big-curl/"
+    read -r c _ < <(seconds curl -s --ftp-create-dirs -T "$tmp/big/big.bin" "$curl_url")
   fi
   echo "| $protocol | 1 of $size_mb MB | $s | $((rss / 1024)) | curl $c |"
 done

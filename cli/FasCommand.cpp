@@ -9,24 +9,6 @@
 
 namespace cli {
 
-namespace {
-
-// The scheme that reaches the side: "URLhttp" for URLs, "URLFile" for
-// folders and file:// URLs.
-IPtr<IFileArchiveScheme> SchemeOf(const HostRuntime& runtime, const std::string& side) {
-    const bool local = !IsUrl(side) || side.compare(0, 7, "file://") == 0;
-    auto scheme = runtime.Create<IFileArchiveScheme>(local ? L"URLFile" : L"URLhttp");
-    auto parameters = runtime.Create<IParametersCreatable>(L"ParametersCreatable");
-    if (!scheme || !parameters) throw Failure("the host runtime offers no transfer scheme");
-    IPtr<IVariant> value = runtime.NewVariant();
-    value->put_String(runtime.NewString(WideArgument(side)).Get());
-    parameters->Add(runtime.NewString(L"HOSTNAME").Get(), value.Get(), nullptr, 6);
-    scheme->put_Parameters(parameters.Get());
-    return scheme;
-}
-
-} // namespace
-
 int FasCommand(const Arguments& args) {
     if (!args.empty() && IsHelpOption(args[0])) {
         std::fputs(FasHelp(), stdout);
@@ -46,7 +28,7 @@ int FasCommand(const Arguments& args) {
     FailureWatch failures(*runtime);
     int32_t files = 0;
     const HRESULT hr =
-        utils->CreateSchemeFile(SchemeOf(*runtime, side).Get(), runtime->NewString(WideArgument(file)).Get(), &files);
+        utils->CreateSchemeFile(SideScheme(*runtime, side).Get(), runtime->NewString(WideArgument(file)).Get(), &files);
     for (const std::string& failure : failures.Failures()) std::fprintf(stderr, "shadow: %s\n", failure.c_str());
     if (FAILED(hr)) throw Failure("fas create: the scheme file " + file + " was not written");
     std::printf("%s: %d file%s\n", file.c_str(), files, files == 1 ? "" : "s");

@@ -2,6 +2,7 @@
 
 #include "cli/CliError.h"
 #include "cli/FolderChecks.h"
+#include "cli/Commands.h"
 
 namespace cli {
 
@@ -40,6 +41,18 @@ void CheckRelativeName(const std::string& name, const char* what) {
         start = slash + 1;
     }
     if (!sound) throw UsageError(std::string(what) + " names a file relative to its side, not \"" + name + "\"");
+}
+
+IPtr<IFileArchiveScheme> SideScheme(const HostRuntime& runtime, const std::string& side) {
+    const bool local = !IsUrl(side) || side.compare(0, 7, "file://") == 0;
+    auto scheme = runtime.Create<IFileArchiveScheme>(local ? L"URLFile" : L"URLhttp");
+    auto parameters = runtime.Create<IParametersCreatable>(L"ParametersCreatable");
+    if (!scheme || !parameters) throw Failure("the host runtime offers no transfer scheme");
+    IPtr<IVariant> value = runtime.NewVariant();
+    value->put_String(runtime.NewString(WideArgument(side)).Get());
+    parameters->Add(runtime.NewString(L"HOSTNAME").Get(), value.Get(), nullptr, 6);
+    scheme->put_Parameters(parameters.Get());
+    return scheme;
 }
 
 } // namespace cli

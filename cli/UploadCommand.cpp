@@ -17,6 +17,7 @@
 #include "cli/HostRuntime.h"
 #include "cli/LineMonitor.h"
 #include "cli/ParameterTable.h"
+#include "cli/SideNames.h"
 #include "cli/StepRunner.h"
 #include "cli/Text.h"
 
@@ -55,28 +56,6 @@ UploadOptions ParseUpload(const Arguments& args) {
     return o;
 }
 
-bool StartsCaseBlind(const std::string& text, const char* prefix) {
-    for (size_t i = 0; prefix[i]; ++i)
-        if (i >= text.size() || std::tolower(static_cast<unsigned char>(text[i])) != prefix[i]) return false;
-    return true;
-}
-
-// Whether the URL's authority holds "user:password@".
-bool CarriesPassword(const std::string& url) {
-    const size_t scheme = url.find("://");
-    if (scheme == std::string::npos) return false;
-    const size_t authority = scheme + 3;
-    const size_t end = std::min(url.find_first_of("/?#", authority), url.size());
-    const size_t at = url.substr(0, end).rfind('@');
-    return at != std::string::npos && at > authority && url.substr(authority, at - authority).find(':') != std::string::npos;
-}
-
-// The scheme component that reaches `destination`.
-const wchar_t* SchemeFor(const std::string& destination) {
-    if (destination.find("://") == std::string::npos || StartsCaseBlind(destination, "file://")) return L"URLFile";
-    return L"URLhttp";
-}
-
 // Binds the three inputs of the step in one workspace collection, which must
 // live as long as the run.
 IPtr<ISuperCollection> BindInputs(const HostRuntime& runtime, IUnknown* step, std::initializer_list<IUnknown*> objects) {
@@ -105,11 +84,7 @@ int UploadCommand(const Arguments& args) {
         std::fputs(UploadHelp(), stdout);
         return EXIT_SUCCESS_CODE;
     }
-    // The password never reaches a line, a log or an error text: not even
-    // the URL is repeated here.
-    if (CarriesPassword(o.destination))
-        throw UsageError("upload: the destination URL carries a password; give only the user name in the URL "
-                         "and put the password in ~/.netrc");
+    o.destination = SideArgument(o.destination, "DEST");
     struct stat info {};
     if (::stat(o.source.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
         throw UsageError("upload: the source folder " + o.source + " does not exist or is not a folder");
@@ -122,14 +97,7 @@ int UploadCommand(const Arguments& args) {
     int32_t count = 0;
     QueryAs<ISimpleCollection>(source.Get())->get_Count(&count);
 
-    const wchar_t* schemeName = SchemeFor(o.destination);
-    auto destination = runtime->Create<IFileArchiveScheme>(schemeName);
-    auto settings = runtime->Create<IParametersCreatable>(L"ParametersCreatable");
-    if (!destination || !settings) throw Failure("the host runtime offers no " + ToUtf8(schemeName));
-    auto location = runtime->NewVariant();
-    location->put_String(runtime->NewString(WideArgument(o.destination)).Get());
-    settings->Add(runtime->NewString(L"HOSTNAME").Get(), location.Get(), nullptr, 6);
-    destination->put_Parameters(QueryAs<IParameters>(settings.Get()).Get());
+    auto destination = SideScheme(*runtime, o.destination);
 
     std::wstring name;
     auto step = CreateModuleComponent(*runtime, L"ShadowUpload", &name);

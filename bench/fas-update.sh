@@ -6,15 +6,19 @@
 # again after the change (the publish step rsync has no counterpart for).
 # Prints a Markdown table of medians.
 #
-#   bash bench/fas-update.sh [--files N] [--runs N]
+#   bash bench/fas-update.sh [--files N] [--runs N] [--sftp]
+#
+# --sftp reaches the server through the SFTP test server
+# (scripts/test-servers.sh), and rsync through ssh to the same server.
 #
 # The trees live in TMPDIR. Each run changes a fresh 1% of the files.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-files=20000 runs=5
+files=20000 runs=5 sftp=false
 while (($#)); do
   case $1 in
+    --sftp) sftp=true; shift ;;
     --files) files=$2; shift 2 ;;
     --runs) runs=$2; shift 2 ;;
     *) echo "unknown option: $1" >&2; exit 2 ;;
@@ -29,6 +33,22 @@ bench=$PWD/build-bench/bench/FASBench
 work=$(mktemp -d "${TMPDIR:-/tmp}/fas-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 server=$work/server fas=$work/client-fas rs=$work/client-rsync
+# Where the two tools reach the server from.
+fas_server=$server rsync_server=$server/ rsync_shell=()
+if $sftp; then
+  bash scripts/deps.sh --servers
+  # shellcheck source=scripts/test-servers.sh
+  source scripts/test-servers.sh
+  trap 'stop_test_servers; rm -rf "$work"' EXIT
+  start_test_servers "$work/servers"
+  server=$SHADOW_TEST_SERVER_ROOT/server
+  export SHADOW_REGISTRY=$work/registry.ini SHADOW_EVENT_LOG=$work/events.log
+  printf '[SSH]\nPrivateKey=%s\nKnownHosts=%s\n' "$SHADOW_TEST_SSH_KEY" "$SHADOW_TEST_SSH_KNOWN_HOSTS" >"$SHADOW_REGISTRY"
+  fas_server=$SHADOW_TEST_SFTP_URL$server
+  port=${SHADOW_TEST_SFTP_URL##*:}
+  rsync_server=$(id -un)@127.0.0.1:$server/
+  rsync_shell=(-e "ssh -p $port -i $SHADOW_TEST_SSH_KEY -o UserKnownHostsFile=$SHADOW_TEST_SSH_KNOWN_HOSTS -o BatchMode=yes")
+fi
 
 python3 - "$server" "$files" <<'PY'
 import os, random, sys
@@ -42,8 +62,8 @@ for i in range(count):
 PY
 "$bench" publish "$server" >/dev/null
 mkdir -p "$fas" "$rs"
-"$bench" update "$server" "$fas" >/dev/null
-rsync -a "$server/" "$rs/" --exclude scheme.fas
+"$bench" update "$fas_server" "$fas" >/dev/null
+rsync -a "${rsync_shell[@]}" "$rsync_server" "$rs/" --exclude scheme.fas
 
 ms() { local s e; s=$(date +%s%N); "$@" >/dev/null; e=$(date +%s%N); echo $(((e - s) / 1000000)); }
 median() { sort -n | awk '{a[NR]=$1} END {print a[int((NR+1)/2)]}'; }
@@ -63,17 +83,18 @@ PY
   "$bench" publish "$server" >>"$work/publish"
   # Take turns, so a slow spell of the disk weighs on both alike.
   if ((run % 2)); then
-    "$bench" update "$server" "$fas" >>"$work/update"
-    ms rsync -a "$server/" "$rs/" --exclude scheme.fas >>"$work/rsync"
+    "$bench" update "$fas_server" "$fas" >>"$work/update"
+    ms rsync -a "${rsync_shell[@]}" "$rsync_server" "$rs/" --exclude scheme.fas >>"$work/rsync"
   else
-    ms rsync -a "$server/" "$rs/" --exclude scheme.fas >>"$work/rsync"
-    "$bench" update "$server" "$fas" >>"$work/update"
+    ms rsync -a "${rsync_shell[@]}" "$rsync_server" "$rs/" --exclude scheme.fas >>"$work/rsync"
+    "$bench" update "$fas_server" "$fas" >>"$work/update"
   fi
-  "$bench" update "$server" "$fas" >>"$work/noop-update"
-  ms rsync -a "$server/" "$rs/" --exclude scheme.fas >>"$work/noop-rsync"
+  "$bench" update "$fas_server" "$fas" >>"$work/noop-update"
+  ms rsync -a "${rsync_shell[@]}" "$rsync_server" "$rs/" --exclude scheme.fas >>"$work/noop-rsync"
 done
 diff -r -x scheme.fas -x .fas-state "$server" "$fas" >/dev/null || { echo "the updated client differs from the server" >&2; exit 1; }
 
+$sftp && echo "over SFTP (rsync over ssh)"
 echo "| $files files, $change changed, median of $runs runs | ms |"
 echo "|---|---|"
 echo "| publish (server's scheme file written again) | $(median <"$work/publish") |"

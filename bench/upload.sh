@@ -90,6 +90,8 @@ for protocol in WebDAV FTP SFTP; do
   rm -rf "${root:?}"/*
   read -r s rss < <(seconds env HOME="$tmp/home" "$shadow" upload --keep "$tmp/many" "$(url_of $protocol many)")
   [[ $(ls "$root/many" | wc -l) -eq $files ]] || { echo "$protocol: files missing" >&2; exit 1; }
+  # rclone's FTP backend wants its destination folder to exist already.
+  mkdir -p "$root/many-rclone"
   read -r r _ < <(seconds rclone copy "$tmp/many" "$(remote_of $protocol many-rclone)")
   echo "| $protocol | $files small | $s | $((rss / 1024)) | rclone $r |"
 

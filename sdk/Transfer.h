@@ -49,10 +49,11 @@ struct IFileArchiveScheme : IUnknown {
 // given last holds); for a listing the folder is the location. Scan lists
 // the files directly in the location (IFileNameCollection's options as far
 // as they apply); each entry answers IFileArchive (get_Filename its full
-// path or URL, get_Name its name) and IFileAttributes, and an entry of a
-// local file also IDataStream. An entry removed through Delete leaves the
-// listing, so the entries after it move up by one; IUIRefreshableObject's
-// Refresh(0) and IUIManager's Update(0) keep the listing as it is.
+// path or URL, get_Name its name) and IFileAttributes; a component that
+// needs an entry's content opens its path as a host "File". An entry
+// removed through Delete leaves the listing, so the entries after it move
+// up by one; IUIRefreshableObject's Refresh(0) and IUIManager's Update(0)
+// keep the listing as it is.
 
 // The progress of a transfer. `received` and `total` are byte counts, both
 // clamped to 0..2^31-1; `total` is 0 while the size is unknown. `source` is

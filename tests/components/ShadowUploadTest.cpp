@@ -208,10 +208,11 @@ protected:
 
     // Before the source, whose items point at them.
     std::vector<std::unique_ptr<PathEntry>> m_entries;
-    IPtr<IShadow> upload;
     RecordingSource source;
     RecordingDestination destination;
     RecordingDisplay display;
+    // Last, so that it goes first: its bound inputs hold the objects above.
+    IPtr<IShadow> upload;
 };
 
 } // namespace

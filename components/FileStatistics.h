@@ -25,6 +25,13 @@ public:
     }
     int32_t Files() const { return m_Files.load(std::memory_order_relaxed); }
     double Bytes() const { return m_Bytes.load(std::memory_order_relaxed); }
+    // The totals into either output, each skipped when null (the statistics
+    // calls of IShadow); S_OK.
+    HRESULT Report(int32_t* files, double* bytes) const {
+        if (files) *files = Files();
+        if (bytes) *bytes = Bytes();
+        return S_OK;
+    }
 
     // The result line: "<label> <n> Files (<size> <unit>bytes) on <destination> ",
     // the size scaled to K, M or G with 0, 1 or 2 decimals.

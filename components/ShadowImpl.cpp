@@ -136,15 +136,11 @@ HRESULT CShadow::GetPages(int32_t, INamedCollection** pages, IUnknown**) {
 }
 
 HRESULT CShadow::GetCopyStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_CopyStatistics.Files();
-    if (bytes) *bytes = m_CopyStatistics.Bytes();
-    return S_OK;
+    return m_CopyStatistics.Report(files, bytes);
 }
 
 HRESULT CShadow::GetDeleteStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_DeleteStatistics.Files();
-    if (bytes) *bytes = m_DeleteStatistics.Bytes();
-    return S_OK;
+    return m_DeleteStatistics.Report(files, bytes);
 }
 
 void CShadow::SetTitle(const wchar_t* title) { m_Title.Attach(ISCreate(title)); }

@@ -88,15 +88,11 @@ HRESULT CShadowSelective::GetPages(int32_t, INamedCollection** pages, IUnknown**
 HRESULT CShadowSelective::Shadow(IString*, IString*, short, short, short, IUnknown*) { return E_NOTIMPL; }
 
 HRESULT CShadowSelective::GetCopyStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_CopyStatistics.Files();
-    if (bytes) *bytes = m_CopyStatistics.Bytes();
-    return S_OK;
+    return m_CopyStatistics.Report(files, bytes);
 }
 
 HRESULT CShadowSelective::GetDeleteStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_DeleteStatistics.Files();
-    if (bytes) *bytes = m_DeleteStatistics.Bytes();
-    return S_OK;
+    return m_DeleteStatistics.Report(files, bytes);
 }
 
 HRESULT CShadowSelective::Execute(CStopEvent* stop) {

@@ -60,15 +60,11 @@ HRESULT CShadowUpload::FinalConstruct() {
 HRESULT CShadowUpload::Shadow(IString*, IString*, short, short, short, IUnknown*) { return E_NOTIMPL; }
 
 HRESULT CShadowUpload::GetCopyStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_SentStatistics.Files();
-    if (bytes) *bytes = m_SentStatistics.Bytes();
-    return S_OK;
+    return m_SentStatistics.Report(files, bytes);
 }
 
 HRESULT CShadowUpload::GetDeleteStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_DeletedStatistics.Files();
-    if (bytes) *bytes = m_DeletedStatistics.Bytes();
-    return S_OK;
+    return m_DeletedStatistics.Report(files, bytes);
 }
 
 HRESULT CShadowUpload::GetPages(int32_t, INamedCollection** pages, IUnknown**) {
@@ -95,7 +91,8 @@ HRESULT CShadowUpload::Execute(CStopEvent*) {
     // archive bound to the input may have none), then its entries.
     IPtr<IUnknown> sourceInput = InputValue(kSource);
     IPtr<IUnknown> source(sourceInput);
-    if (IPtr<IFileNameCollection> listing = QueryAs<IFileNameCollection>(sourceInput.Get())) source.Reset(listing.Get());
+    if (IPtr<IFileNameCollection> listing = QueryAs<IFileNameCollection>(sourceInput.Get()))
+        source.Reset(listing.Get());
     IPtr<ISuperCollection> entries = QueryAs<ISuperCollection>(source.Get());
     IPtr<IFileArchive> single = entries ? IPtr<IFileArchive>() : QueryAs<IFileArchive>(source.Get());
     int32_t count = 0;

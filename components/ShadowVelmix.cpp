@@ -70,15 +70,11 @@ HRESULT CShadowVelmix::GetPages(int32_t, INamedCollection** pages, IUnknown**) {
 }
 
 HRESULT CShadowVelmix::GetCopyStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_CopyStatistics.Files();
-    if (bytes) *bytes = m_CopyStatistics.Bytes();
-    return S_OK;
+    return m_CopyStatistics.Report(files, bytes);
 }
 
 HRESULT CShadowVelmix::GetDeleteStatistics(int32_t* files, double* bytes) {
-    if (files) *files = m_DeleteStatistics.Files();
-    if (bytes) *bytes = m_DeleteStatistics.Bytes();
-    return S_OK;
+    return m_DeleteStatistics.Report(files, bytes);
 }
 
 void CShadowVelmix::Line(IUILineDisplayable* sink, std::wstring_view text, uint32_t kind) {

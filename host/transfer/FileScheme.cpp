@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/base/WorkFile.h"
+#include "host/collections/KeyLookup.h"
 #include "host/files/LocalWrite.h"
 
 #include "host/text/FileNameEncoding.h"
@@ -90,9 +91,7 @@ ILocationScheme* FileScheme::RemoteFor(std::wstring_view text) {
     const std::wstring_view prefix = text.substr(0, separator);
     for (wchar_t c : prefix)
         if (!((c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z'))) return nullptr;
-    if (prefix.size() == 4 && (prefix[0] | 0x20) == L'f' && (prefix[1] | 0x20) == L'i' && (prefix[2] | 0x20) == L'l' &&
-        (prefix[3] | 0x20) == L'e')
-        return nullptr;
+    if (AsciiEqualNoCase(prefix, L"file")) return nullptr;
     return m_remote.Get();
 }
 

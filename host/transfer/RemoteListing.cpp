@@ -69,6 +69,23 @@ std::string WithoutTrailingSlashes(std::string path) {
     return path;
 }
 
+// Takes the next line of `text` (its "\r\n" or "\n" left out) into `line`;
+// false when the text is used up.
+bool NextLine(std::string_view& text, std::string_view& line) {
+    if (text.empty()) return false;
+    const auto end = text.find('\n');
+    line = text.substr(0, end);
+    text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
+    if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    return true;
+}
+
+std::string Lowered(std::string_view text) {
+    std::string lowered(text);
+    for (char& c : lowered) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return lowered;
+}
+
 } // namespace
 
 std::string PercentDecode(std::string_view text) {
@@ -126,11 +143,7 @@ bool ReadDavListing(std::string_view xml, std::string_view folderPath, std::vect
 
 std::vector<LocationEntry> ReadMlsdListing(std::string_view text) {
     std::vector<LocationEntry> entries;
-    while (!text.empty()) {
-        const auto end = text.find('\n');
-        std::string_view line = text.substr(0, end);
-        text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    for (std::string_view line; NextLine(text, line);) {
         // The facts end at the first space; the name is the rest.
         const auto space = line.find(' ');
         if (space == std::string_view::npos || space + 1 >= line.size()) continue;
@@ -143,12 +156,10 @@ std::vector<LocationEntry> ReadMlsdListing(std::string_view text) {
             facts = semicolon == std::string_view::npos ? std::string_view{} : facts.substr(semicolon + 1);
             const auto equals = fact.find('=');
             if (equals == std::string_view::npos) continue;
-            std::string key(fact.substr(0, equals));
-            for (char& c : key) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+            const std::string key = Lowered(fact.substr(0, equals));
             const std::string_view value = fact.substr(equals + 1);
             if (key == "type") {
-                type = value;
-                for (char& c : type) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+                type = Lowered(value);
             } else if (key == "size") {
                 entry.size = Count(value);
             } else if (key == "modify") {
@@ -165,11 +176,7 @@ std::vector<LocationEntry> ReadMlsdListing(std::string_view text) {
 
 std::vector<LocationEntry> ReadLongListing(std::string_view text) {
     std::vector<LocationEntry> entries;
-    while (!text.empty()) {
-        const auto end = text.find('\n');
-        std::string_view line = text.substr(0, end);
-        text = end == std::string_view::npos ? std::string_view{} : text.substr(end + 1);
-        if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+    for (std::string_view line; NextLine(text, line);) {
         // mode, links, owner, group, size, month, day, time or year, name.
         std::string_view fields[8];
         std::string_view rest = line;

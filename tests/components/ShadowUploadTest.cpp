@@ -11,7 +11,7 @@
 namespace {
 
 // An entry that names a file and has no content of its own.
-class PathEntry final : public IFileArchive {
+class PathEntry : public IFileArchive {
 public:
     explicit PathEntry(std::string path) : m_path(std::move(path)) {}
     CONVERT_NOT_COUNTED(IFileArchive)
@@ -27,9 +27,9 @@ private:
 };
 
 // A source that is one file: a listing face over a single file archive.
-class SingleFile final : public IFileNameCollection, IFileArchive {
+class SingleFile final : public IFileNameCollection, public PathEntry {
 public:
-    explicit SingleFile(std::string path) : m_path(std::move(path)) {}
+    explicit SingleFile(std::string path) : PathEntry(std::move(path)) {}
     IUnknown* Self() { return static_cast<IFileNameCollection*>(this); }
     HRESULT QueryInterface(const IID& iid, void** out) override {
         *out = nullptr;
@@ -45,15 +45,6 @@ public:
     HRESULT put_Option(int32_t, int32_t) override { return S_OK; }
     HRESULT get_Option(int32_t, int32_t*) override { return E_NOTIMPL; }
     HRESULT Scan() override { return S_OK; }
-    HRESULT get_Filename(IString** name) override { return *name = ::HostString(m_path).Detach(), S_OK; }
-    HRESULT put_Filename(IString*) override { return E_NOTIMPL; }
-    HRESULT get_Filter(IString**) override { return E_NOTIMPL; }
-    HRESULT get_Name(IString**) override { return E_NOTIMPL; }
-    HRESULT Load() override { return E_NOTIMPL; }
-    HRESULT Save() override { return E_NOTIMPL; }
-
-private:
-    std::string m_path;
 };
 
 // A listing over a host collection that records the indexes asked for and

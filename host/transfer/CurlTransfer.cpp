@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string_view>
@@ -148,7 +149,7 @@ struct Answer {
 // Why the host side ended a transfer (a callback refused to go on).
 enum class Ended {
     No, Stopped, NoAnswer, NoData, AnswerCode, RangeMoved, WriteFailed,
-    ReadFailed, ContentShort, ContentLong, TooLarge, SizeKnown
+    ReadFailed, ContentShort, ContentLong, TooLarge
 };
 
 // The time-outs and the stop flag. The clock runs from the start and from
@@ -187,6 +188,66 @@ std::string Bytes(int64_t received, int64_t total) {
 
 } // namespace
 
+// One share handle of a pool, with a lock for each kind of data the library
+// shares through it (connections, name lookups, TLS sessions).
+class SharedConnections final {
+public:
+    SharedConnections() {
+        CURLSH* share = curl_share_init();
+        if (!share) return;
+        if (curl_share_setopt(share, CURLSHOPT_LOCKFUNC, &SharedConnections::Lock) == CURLSHE_OK &&
+            curl_share_setopt(share, CURLSHOPT_UNLOCKFUNC, &SharedConnections::Unlock) == CURLSHE_OK &&
+            curl_share_setopt(share, CURLSHOPT_USERDATA, this) == CURLSHE_OK &&
+            curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_CONNECT) == CURLSHE_OK &&
+            curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS) == CURLSHE_OK &&
+            curl_share_setopt(share, CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION) == CURLSHE_OK)
+            m_share = share;
+        else
+            curl_share_cleanup(share);
+    }
+    // Every transfer has ended by now (they run inside calls that the pool's
+    // owner outlives), so the handle is free and closes its idle connections.
+    ~SharedConnections() {
+        if (m_share) curl_share_cleanup(m_share);
+    }
+    SharedConnections(const SharedConnections&) = delete;
+    SharedConnections& operator=(const SharedConnections&) = delete;
+
+    CURLSH* Handle() const { return m_share; } // null when the library refused one
+
+private:
+    static void Lock(CURL*, curl_lock_data data, curl_lock_access, void* self) {
+        static_cast<SharedConnections*>(self)->m_locks[data].lock();
+    }
+    static void Unlock(CURL*, curl_lock_data data, void* self) {
+        static_cast<SharedConnections*>(self)->m_locks[data].unlock();
+    }
+
+    CURLSH* m_share = nullptr;
+    std::mutex m_locks[CURL_LOCK_DATA_LAST];
+};
+
+// The library reuses a connection for the same server and login, but not
+// always for the same way of trusting the server: an sftp connection made
+// under one known-hosts file must not serve a transfer told to check
+// another. So a pool keeps one share handle per way of checking, and a
+// transfer takes connections only from the one that matches its own.
+struct CurlConnections::Shared {
+    std::mutex mutex;
+    std::map<std::string, std::unique_ptr<SharedConnections>> byTrust;
+
+    CURLSH* For(const std::string& trust) {
+        std::lock_guard lock(mutex);
+        std::unique_ptr<SharedConnections>& shared = byTrust[trust];
+        if (!shared) shared = std::make_unique<SharedConnections>();
+        return shared->Handle();
+    }
+};
+
+CurlConnections::CurlConnections() : m_shared(std::make_unique<Shared>()) { InitCurlOnce(); }
+
+CurlConnections::~CurlConnections() = default;
+
 // The easy handle of one transfer and what its callbacks share. Callbacks
 // run on the thread inside curl_easy_perform, the object's only user.
 class CurlTransfer::Session final {
@@ -213,7 +274,21 @@ public:
                curl_easy_setopt(e, CURLOPT_HEADERDATA, this) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_NOPROGRESS, 0L) == CURLE_OK &&
                curl_easy_setopt(e, CURLOPT_XFERINFOFUNCTION, &Session::OnProgress) == CURLE_OK &&
-               curl_easy_setopt(e, CURLOPT_XFERINFODATA, this) == CURLE_OK && SshOptions();
+               curl_easy_setopt(e, CURLOPT_XFERINFODATA, this) == CURLE_OK && SshOptions() && ShareOptions();
+    }
+
+    // A pooled transfer reuses a connection idle for at most a minute (an
+    // older one may have been dropped by the server meanwhile), made under
+    // the same ssh settings as its own. A pool the library refuses leaves
+    // the transfer to connect on its own.
+    bool ShareOptions() {
+        CurlConnections* pool = m_owner.m_connections;
+        if (!pool) return true;
+        const std::string trust = m_ssh.knownHosts.empty() ? std::string() : m_ssh.privateKey + '\n' + m_ssh.knownHosts;
+        CURLSH* share = pool->m_shared->For(trust);
+        CURL* e = m_easy.get();
+        return !share || (curl_easy_setopt(e, CURLOPT_SHARE, share) == CURLE_OK &&
+                          curl_easy_setopt(e, CURLOPT_MAXAGE_CONN, 60L) == CURLE_OK);
     }
 
     // sftp logs in with the configured key and trusts only a server whose
@@ -283,10 +358,9 @@ public:
             }
             ok = ok && curl_easy_setopt(e, CURLOPT_POSTQUOTE, m_quote.get()) == CURLE_OK;
         }
-        // An sftp server states a file's size only when the file is opened
-        // for reading: the read stops at the first byte.
-        if (request.sizeOnly && Scheme(m_owner.m_url) == "sftp") m_probe = true;
-        else if (request.sizeOnly) ok = ok && curl_easy_setopt(e, CURLOPT_NOBODY, 1L) == CURLE_OK;
+        // No body: http HEAD, ftp SIZE; sftp opens the file and reads its
+        // attributes without reading a byte, so the connection stays usable.
+        if (request.sizeOnly) ok = ok && curl_easy_setopt(e, CURLOPT_NOBODY, 1L) == CURLE_OK;
         if (request.read) {
             ok = ok && curl_easy_setopt(e, CURLOPT_UPLOAD, 1L) == CURLE_OK &&
                  curl_easy_setopt(e, CURLOPT_READFUNCTION, &Session::OnRead) == CURLE_OK &&
@@ -309,9 +383,9 @@ public:
         curl_off_t length = -1;
         curl_easy_getinfo(m_easy.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
         reply.length = length;
-        if (m_ended == Ended::SizeKnown && code == CURLE_WRITE_ERROR) code = CURLE_OK;
-        // An sftp file of 0 bytes states no size; its read ends at once.
-        else if (m_probe && code == CURLE_OK && reply.length < 0) reply.length = 0;
+        // An sftp file of 0 bytes states no size.
+        if (m_request->sizeOnly && code == CURLE_OK && reply.length < 0 && Scheme(m_owner.m_url) == "sftp")
+            reply.length = 0;
         if (m_http) {
             curl_easy_getinfo(m_easy.get(), CURLINFO_RESPONSE_CODE, &reply.status);
             reply.error.httpStatus = static_cast<int32_t>(reply.status);
@@ -410,7 +484,6 @@ private:
             return "the content runs past its " + std::to_string(m_request ? m_request->uploadSize : 0) + " bytes";
         case Ended::TooLarge:
             return "the answer is larger than " + std::to_string(m_request ? m_request->keep : 0) + " bytes";
-        case Ended::SizeKnown:
         case Ended::No: break;
         }
         long osError = 0;
@@ -563,7 +636,6 @@ private:
 
     // A request's answer, within its bound.
     bool Keep(const char* data, size_t size) {
-        if (m_probe) return Refuse(Ended::SizeKnown);
         if (m_request->keep == 0) return true;
         if (m_body.size() + size > m_request->keep) return Refuse(Ended::TooLarge);
         m_body.append(data, size);
@@ -644,15 +716,15 @@ private:
     const CurlRequest* m_request = nullptr; // a request other than a fetch
     HeaderList m_quote;      // its commands
     std::string m_body;      // its answer, within its bound
-    bool m_probe = false;    // only the size is wanted: the first byte ends it
     int64_t m_sent = 0;      // upload bytes taken from the reader
     bool m_endChecked = false; // the reader was asked for a byte past the size
     std::string m_lastReply; // the ftp server's last reply line
 };
 
 CurlTransfer::CurlTransfer(std::string url, TransferLimits limits, const std::atomic<bool>* stop,
-                           ProgressSink progress)
-    : m_url(std::move(url)), m_limits(limits), m_stop(stop), m_progress(std::move(progress)) {}
+                           ProgressSink progress, CurlConnections* connections)
+    : m_url(std::move(url)), m_limits(limits), m_stop(stop), m_progress(std::move(progress)),
+      m_connections(connections) {}
 
 CurlTransfer::~CurlTransfer() = default;
 

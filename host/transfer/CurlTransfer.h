@@ -4,7 +4,9 @@
 // that includes curl.h.
 //
 // One CurlTransfer runs one transfer on the caller's thread with one easy
-// handle of its own; objects on other threads run independently. Besides
+// handle of its own; objects on other threads run independently. Transfers
+// given the same CurlConnections share its open connections, so a run of
+// requests to one server connects and logs in once. Besides
 // fetching into a file (Fetch), it runs the other requests a location needs
 // (Perform): an upload from a reader, a WebDAV method, a size query, server
 // commands, a listing into memory with a bound. Two
@@ -23,6 +25,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -77,6 +80,25 @@ struct CurlReply {
     bool missing = false;
 };
 
+// Open connections that transfers share. A transfer given the pool takes an
+// idle connection to its server (same host, port, protocol and login) from
+// it, and leaves its own there when it ends well; a connection that failed
+// or was stopped is closed instead. Safe to use from several threads: a
+// connection serves one transfer at a time. Connections idle for more than
+// a minute are not reused; the pool closes the rest when it goes.
+class CurlConnections final {
+public:
+    CurlConnections();
+    ~CurlConnections();
+    CurlConnections(const CurlConnections&) = delete;
+    CurlConnections& operator=(const CurlConnections&) = delete;
+
+private:
+    friend class CurlTransfer;
+    struct Shared; // the library's share handle and its locks
+    std::unique_ptr<Shared> m_shared;
+};
+
 class CurlTransfer final {
 public:
     // Called on the transfer's thread as bytes arrive, often (several times a
@@ -84,8 +106,11 @@ public:
     // the resource's length or 0 while unknown. The caller sets the pace.
     using ProgressSink = std::function<void(int64_t received, int64_t total)>;
 
-    // `url` in UTF-8; `stop` may be null. The sink may be empty.
-    CurlTransfer(std::string url, TransferLimits limits, const std::atomic<bool>* stop, ProgressSink progress);
+    // `url` in UTF-8; `stop` may be null. The sink may be empty. Without
+    // `connections` the transfer opens a connection of its own and closes it
+    // when it ends; the pool must outlive the object.
+    CurlTransfer(std::string url, TransferLimits limits, const std::atomic<bool>* stop, ProgressSink progress,
+                 CurlConnections* connections = nullptr);
     ~CurlTransfer();
     CurlTransfer(const CurlTransfer&) = delete;
     CurlTransfer& operator=(const CurlTransfer&) = delete;
@@ -110,6 +135,7 @@ private:
     TransferLimits m_limits;
     const std::atomic<bool>* m_stop;
     ProgressSink m_progress;
+    CurlConnections* m_connections;
 };
 
 } // namespace host

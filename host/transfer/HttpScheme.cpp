@@ -55,7 +55,7 @@ FetchResult HttpScheme::Fetch(const FetchRequest& request) {
     auto report = [&](int64_t received, int64_t total) {
         if (!m_listeners.Empty() && pace.Due(received, false)) m_listeners.Report(self, received, total, request.link);
     };
-    CurlTransfer transfer(ToUtf8(request.url), limits, request.stop, report);
+    CurlTransfer transfer(ToUtf8(request.url), limits, request.stop, report, &m_connections);
     FetchResult result = transfer.Fetch(request.fd, request.offset, request.validator, request.versionKnown);
     if (result.complete && pace.Due(result.size, true)) m_listeners.Report(self, result.size, result.size, request.link);
     return result;
@@ -74,7 +74,7 @@ RemoteLocation HttpScheme::Here(bool progress, ProgressPace& pace) {
         sink = [this, &pace](int64_t done, int64_t total) {
             if (!m_listeners.Empty() && pace.Due(done, false)) m_listeners.Report(FirstInterface(), done, total, nullptr);
         };
-    return RemoteLocation(location, limits, std::move(sink));
+    return RemoteLocation(location, limits, std::move(sink), &m_connections);
 }
 
 FetchResult HttpScheme::FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop) {

@@ -4,7 +4,7 @@
 // drives, the host's ILocationScheme over the "HOSTNAME" location (WebDAV
 // for http(s); RemoteLocation.h), and the location as a listing
 // (LocationFaces.h); each operation runs its requests on the caller's
-// thread.
+// thread, over connections the object keeps open between them.
 //
 // Settings are copied by put_Parameters and read under the object's mutex
 // when a fetch starts, so a change applies to the next fetch. Progress goes
@@ -56,6 +56,9 @@ private:
     TransferLimits m_limits;
     std::wstring m_hostName;
     ProgressListeners m_listeners;
+    // Every request of the object, from any thread, shares these: a run of
+    // uploads or an update logs in once per server.
+    CurlConnections m_connections;
 };
 
 HRESULT CreateHttpScheme(const IID* iid, void** out);

@@ -101,8 +101,8 @@ bool ReadRelativeName(const std::wstring& name, bool folder, std::string& utf8) 
 }
 
 RemoteLocation::RemoteLocation(const std::wstring& location, TransferLimits limits,
-                               CurlTransfer::ProgressSink progress)
-    : m_base(ToUtf8(location)), m_limits(limits), m_progress(std::move(progress)) {
+                               CurlTransfer::ProgressSink progress, CurlConnections* connections)
+    : m_base(ToUtf8(location)), m_limits(limits), m_progress(std::move(progress)), m_connections(connections) {
     if (StartsWithNoCase(m_base, "http://") || StartsWithNoCase(m_base, "https://")) m_protocol = Protocol::Dav;
     else if (StartsWithNoCase(m_base, "ftp://") || StartsWithNoCase(m_base, "ftps://")) m_protocol = Protocol::Ftp;
     else if (StartsWithNoCase(m_base, "sftp://")) m_protocol = Protocol::Sftp;
@@ -147,7 +147,8 @@ std::string RemoteLocation::SftpPath(const std::string& relative) const {
 
 CurlReply RemoteLocation::Run(const std::string& url, const CurlRequest& request, const std::atomic<bool>* stop,
                               bool withProgress) const {
-    CurlTransfer transfer(url, m_limits, stop, withProgress ? m_progress : CurlTransfer::ProgressSink{});
+    CurlTransfer transfer(url, m_limits, stop, withProgress ? m_progress : CurlTransfer::ProgressSink{},
+                          m_connections);
     return transfer.Perform(request);
 }
 
@@ -162,7 +163,7 @@ FetchResult RemoteLocation::FetchFile(const std::wstring& name, int fd, const st
         result.error = {E_FAIL, errno, 0, FromUtf8(std::strerror(errno))};
         return result;
     }
-    CurlTransfer transfer(Url(relative), m_limits, stop, m_progress);
+    CurlTransfer transfer(Url(relative), m_limits, stop, m_progress, m_connections);
     return transfer.Fetch(fd, 0, {});
 }
 

@@ -3,8 +3,9 @@
 // ILocationScheme face of "URLhttp" (LocationScheme.h states the contract).
 //
 // Every request is one CurlTransfer on the caller's thread, with the
-// limits and stop flag given; an object holds no connection and may be
-// used by one thread at a time (make one per operation).
+// limits and stop flag given, taking its connection from the pool given
+// (the owner's, so that the requests of a run share one login); an object
+// may be used by one thread at a time (make one per operation).
 //
 // A sent file goes to a work name in the target's folder, is checked by
 // the size the server reports for it, is moved over the target, and the
@@ -30,8 +31,10 @@ namespace host {
 class RemoteLocation final {
 public:
     // `location` as the "HOSTNAME" setting gives it; `progress` (may be
-    // empty) hears the bytes of a fetch or an upload.
-    RemoteLocation(const std::wstring& location, TransferLimits limits, CurlTransfer::ProgressSink progress);
+    // empty) hears the bytes of a fetch or an upload; `connections` may be
+    // null (every request connects anew) and must outlive the object.
+    RemoteLocation(const std::wstring& location, TransferLimits limits, CurlTransfer::ProgressSink progress,
+                   CurlConnections* connections);
 
     FetchResult FetchFile(const std::wstring& name, int fd, const std::atomic<bool>* stop);
     TransferError PutFile(const std::wstring& name, const ILocationScheme::ContentReader& read, int64_t size,
@@ -64,6 +67,7 @@ private:
     std::string m_basePath;  // its path as written (escaped), "" for the root
     TransferLimits m_limits;
     CurlTransfer::ProgressSink m_progress;
+    CurlConnections* m_connections;
 };
 
 // A relative name as LocationScheme.h allows it, in UTF-8: not empty, not

@@ -34,7 +34,7 @@ bash scripts/layers.sh
 echo "== build and test"
 run_suite build "" ""
 echo "== AddressSanitizer and UndefinedBehaviorSanitizer"
-sftp_tests='OverFtpAndSftp|LocationScheme|RemoteCli'
+sftp_tests='OverFtpAndSftp|LocationScheme|CurlConnections|RemoteCli'
 ASAN_OPTIONS=detect_leaks=1 run_suite build-asan address "" -E "$sftp_tests"
 # sftp logins leak inside libssh2 (tests/lsan.supp); matching that needs the
 # slow unwinder, so the tests that log in over sftp run on their own.

@@ -395,6 +395,7 @@ public:
             m_ended = Ended::ContentShort;
             code = CURLE_ABORTED_BY_CALLBACK;
         }
+        curl_easy_getinfo(m_easy.get(), CURLINFO_NUM_CONNECTS, &reply.connected);
         reply.body = std::move(m_body);
         reply.missing = reply.status == 404 || code == CURLE_REMOTE_FILE_NOT_FOUND ||
                         (!m_http && code == CURLE_REMOTE_ACCESS_DENIED);

@@ -78,6 +78,8 @@ struct CurlReply {
     // The server says the file or folder is not there (http 404; ftp and
     // sftp: no such file, or a folder that cannot be entered).
     bool missing = false;
+    // Connections the request opened: 0 when it reused one of its pool.
+    long connected = 0;
 };
 
 // Open connections that transfers share. A transfer given the pool takes an

@@ -284,7 +284,8 @@ public:
     bool ShareOptions() {
         CurlConnections* pool = m_owner.m_connections;
         if (!pool) return true;
-        const std::string trust = m_ssh.knownHosts.empty() ? std::string() : m_ssh.privateKey + '\n' + m_ssh.knownHosts;
+        const std::string trust =
+            m_ssh.knownHosts.empty() ? std::string() : m_ssh.privateKey + '\n' + m_ssh.knownHosts;
         CURLSH* share = pool->m_shared->For(trust);
         CURL* e = m_easy.get();
         return !share || (curl_easy_setopt(e, CURLOPT_SHARE, share) == CURLE_OK &&

@@ -84,8 +84,8 @@ struct CurlReply {
 
 // Open connections that transfers share. A transfer given the pool takes an
 // idle connection to its server (same host, port, protocol and login) from
-// it, and leaves its own there when it ends well; a connection that failed
-// or was stopped is closed instead. Safe to use from several threads: a
+// it, and leaves its own there when it ends; one the library cannot trust
+// after a cut-off transfer (a stop, a lost line) is closed instead. Safe to use from several threads: a
 // connection serves one transfer at a time. Connections idle for more than
 // a minute are not reused; the pool closes the rest when it goes.
 class CurlConnections final {
@@ -97,7 +97,7 @@ public:
 
 private:
     friend class CurlTransfer;
-    struct Shared; // the library's share handle and its locks
+    struct Shared; // the library's share handles, one per way of checking a server
     std::unique_ptr<Shared> m_shared;
 };
 

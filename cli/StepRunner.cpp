@@ -115,6 +115,41 @@ IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* com
     return workspace;
 }
 
+namespace {
+
+// Performs `work` on a thread of its own while this thread watches for
+// Ctrl-C, until the work has returned and the step (may be null) no longer
+// runs. A step that runs synchronously inside TurnOn is reached by the
+// first Ctrl-C as well as one that runs on a thread of its own. Polled
+// often at first, so a short run is not stretched by the poll, then less
+// often: the end is noticed within 1% of the running time (1 to 10 ms).
+StepOutcome RunWatched(IStep* step, const std::function<HRESULT()>& work, const char* abandonNote) {
+    InterruptGuard interrupts(abandonNote);
+    StepOutcome outcome;
+    std::atomic<bool> done{false};
+    std::thread worker([&] {
+        outcome.status = work();
+        done.store(true);
+    });
+    bool turnedOff = false;
+    const auto started = std::chrono::steady_clock::now();
+    while (!done.load() || (step && step->IsRunning())) {
+        if (interrupts.Requested() && !turnedOff) {
+            turnedOff = true;
+            if (step) step->TurnOff();
+            continue;
+        }
+        const auto running = std::chrono::steady_clock::now() - started;
+        std::this_thread::sleep_for(std::clamp<std::chrono::steady_clock::duration>(
+            running / 100, std::chrono::milliseconds(1), std::chrono::milliseconds(10)));
+    }
+    worker.join();
+    outcome.interrupted = interrupts.Requested();
+    return outcome;
+}
+
+} // namespace
+
 StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* abandonNote) {
     auto step = QueryAs<IStep>(component);
     if (!step) throw Failure("the component is not a step");
@@ -133,52 +168,15 @@ StepOutcome RunStep(IUnknown* component, LineMonitor* monitor, const char* aband
             }
         }
     } watch(monitor, component);
-
-    InterruptGuard interrupts(abandonNote);
-    StepOutcome outcome;
-    outcome.status = step->TurnOn();
-    bool turnedOff = false;
-    // The step offers no completion wait, so it is polled: often at first,
-    // so a short run is not stretched by the poll, then less often. The end
-    // is noticed within 1% of the running time (1 to 10 ms).
-    const auto started = std::chrono::steady_clock::now();
-    while (step->IsRunning()) {
-        if (interrupts.Requested() && !turnedOff) {
-            turnedOff = true;
-            step->TurnOff();
-            continue;
-        }
-        const auto running = std::chrono::steady_clock::now() - started;
-        std::this_thread::sleep_for(std::clamp<std::chrono::steady_clock::duration>(
-            running / 100, std::chrono::milliseconds(1), std::chrono::milliseconds(10)));
-    }
-    outcome.interrupted = interrupts.Requested();
-    return outcome;
+    return RunWatched(step.Get(), [&] { return step->TurnOn(); }, abandonNote);
 }
 
 StepOutcome RunStoppable(IUnknown* component, LineMonitor* monitor, const std::function<HRESULT()>& work) {
     // Without a step there is nothing to turn off: Ctrl-C then only ends
     // the process, at the second press.
     auto step = QueryAs<IStep>(component);
-    InterruptGuard interrupts(nullptr);
-    StepOutcome outcome;
-    std::atomic<bool> done{false};
-    std::thread worker([&] {
-        outcome.status = work();
-        done.store(true);
-    });
-    bool turnedOff = false;
-    while (!done.load() || (step && step->IsRunning())) {
-        if (interrupts.Requested() && !turnedOff) {
-            turnedOff = true;
-            if (step) step->TurnOff();
-            continue;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    worker.join();
+    StepOutcome outcome = RunWatched(step.Get(), work, nullptr);
     if (monitor) monitor->Finish();
-    outcome.interrupted = interrupts.Requested();
     return outcome;
 }
 

@@ -25,9 +25,9 @@ struct StepOutcome {
 // which must live as long as the run; null when there is nothing to bind.
 IPtr<ISuperCollection> BindLineDisplay(const HostRuntime& runtime, IUnknown* component, IUnknown* display);
 
-// Turns the step on and, when it runs on its own thread, waits for it to
-// end, polling every 10 ms. The first Ctrl-C turns the step off and the run
-// ends when the step has stopped; a second Ctrl-C ends the process at once
+// Turns the step on from a thread of its own and waits for the step to end,
+// whether it runs inside TurnOn or on a thread of its own. The first Ctrl-C
+// turns the step off and the run ends when the step has stopped; a second Ctrl-C ends the process at once
 // with exit code 130. With `abandonNote`, for a step that cannot be stopped,
 // the first Ctrl-C prints the note on stderr and ends the process at once
 // with exit code 130. Throws CliError when the component is not a step.

@@ -71,7 +71,8 @@ HRESULT FASService::LoadSchemeFile(IFileArchiveScheme* server, IFileArchiveSchem
     return RunSync(server, client, Action::Preview);
 }
 
-HRESULT FASService::RunSync(IFileArchiveScheme* server, IFileArchiveScheme* client, Action action) {
+HRESULT FASService::RunExclusive(const wchar_t* title, IFileArchiveScheme* first, IFileArchiveScheme* second,
+                                 const Operation& work) {
     std::wstring name;
     IPtr<IUILineDisplayable> display;
     {
@@ -80,70 +81,59 @@ HRESULT FASService::RunSync(IFileArchiveScheme* server, IFileArchiveScheme* clie
         display = m_display;
     }
     fas::Report report(display);
-    constexpr wchar_t kTitle[] = L"FASService";
-    IPtr<ILocationScheme> serverSide = QueryAs<ILocationScheme>(server);
-    IPtr<ILocationScheme> clientSide = QueryAs<ILocationScheme>(client);
-    if (!serverSide || !clientSide) {
-        report.Error(kTitle, L"a side is no location the service can reach");
+    IPtr<ILocationScheme> firstSide = QueryAs<ILocationScheme>(first);
+    IPtr<ILocationScheme> secondSide = QueryAs<ILocationScheme>(second);
+    if (!firstSide || !secondSide) {
+        report.Error(title, L"a side is no location the service can reach");
         return E_FAIL;
     }
     if (!Claim(m_running, m_stop)) {
-        report.Error(kTitle, L"another operation of this service is running");
+        report.Error(title, L"another operation of this service is running");
         return E_FAIL;
     }
     ScopeExit done([&] { m_running.store(false); });
-    fas::ClientFolder folder;
-    std::wstring why;
-    if (!folder.Open(clientSide.Get(), why)) {
-        report.Error(kTitle, why);
-        return E_FAIL;
-    }
-    fas::SyncJob job{serverSide.Get(), &folder, name, &m_stop, &report};
     try {
-        switch (action) {
-        case Action::Update: return fas::RunUpdate(job, false);
-        case Action::UpdateAll: return fas::RunUpdate(job, true);
-        case Action::Install: return fas::RunInstall(job, false);
-        case Action::InstallAll: return fas::RunInstall(job, true);
-        case Action::Commit: return fas::RunCommit(job);
-        case Action::Preview: return fas::RunPreview(job);
-        }
+        return work(firstSide.Get(), secondSide.Get(), name, report);
     } catch (const std::exception& error) {
-        report.Error(kTitle, L"the operation failed: " + FromUtf8(error.what()));
+        report.Error(title, L"the operation failed: " + FromUtf8(error.what()));
     }
     return E_FAIL;
+}
+
+HRESULT FASService::RunSync(IFileArchiveScheme* server, IFileArchiveScheme* client, Action action) {
+    constexpr wchar_t kTitle[] = L"FASService";
+    return RunExclusive(kTitle, server, client,
+                        [&](ILocationScheme* serverSide, ILocationScheme* clientSide, const std::wstring& name,
+                            fas::Report& report) -> HRESULT {
+                            fas::ClientFolder folder;
+                            std::wstring why;
+                            if (!folder.Open(clientSide, why)) {
+                                report.Error(kTitle, why);
+                                return E_FAIL;
+                            }
+                            fas::SyncJob job{serverSide, &folder, name, &m_stop, &report};
+                            switch (action) {
+                            case Action::Update: return fas::RunUpdate(job, false);
+                            case Action::UpdateAll: return fas::RunUpdate(job, true);
+                            case Action::Install: return fas::RunInstall(job, false);
+                            case Action::InstallAll: return fas::RunInstall(job, true);
+                            case Action::Commit: return fas::RunCommit(job);
+                            case Action::Preview: return fas::RunPreview(job);
+                            }
+                            return E_FAIL;
+                        });
 }
 
 HRESULT FASService::SaveSchemeFile(IFileArchiveScheme* described, IFileArchiveScheme* target, int32_t* files) {
     if (files) *files = 0;
     if (!described || !target) return Refuse(L"no side to describe or no side to write to was given");
-    std::wstring name;
-    IPtr<IUILineDisplayable> display;
-    {
-        std::lock_guard hold(m_lock);
-        name = m_schemeName;
-        display = m_display;
-    }
-    fas::Report report(display);
-    IPtr<ILocationScheme> describedSide = QueryAs<ILocationScheme>(described);
-    IPtr<ILocationScheme> targetSide = QueryAs<ILocationScheme>(target);
-    if (!describedSide || !targetSide) {
-        report.Error(L"Scheme file", L"a side is no location the service can reach");
-        return E_FAIL;
-    }
-    if (!Claim(m_running, m_stop)) {
-        report.Error(L"Scheme file", L"another operation of this service is running");
-        return E_FAIL;
-    }
-    ScopeExit done([&] { m_running.store(false); });
     int32_t written = 0;
-    HRESULT hr;
-    try {
-        hr = fas::RunSave(describedSide.Get(), targetSide.Get(), name, &m_stop, report, written);
-    } catch (const std::exception& error) {
-        report.Error(L"Scheme file", L"the operation failed: " + FromUtf8(error.what()));
-        hr = E_FAIL;
-    }
+    const HRESULT hr = RunExclusive(L"Scheme file", described, target,
+                                    [&](ILocationScheme* describedSide, ILocationScheme* targetSide,
+                                        const std::wstring& name, fas::Report& report) {
+                                        return fas::RunSave(describedSide, targetSide, name, &m_stop, report,
+                                                            written);
+                                    });
     if (files && hr == S_OK) *files = written;
     return hr;
 }

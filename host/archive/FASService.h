@@ -44,10 +44,13 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <string>
 
+#include "host/archive/Report.h"
 #include "host/base/HostObject.h"
+#include "host/transfer/LocationScheme.h"
 #include "sdk/FileArchiveService.h"
 
 namespace host {
@@ -77,6 +80,15 @@ private:
     // Reports a missing argument; E_INVALIDARG.
     HRESULT Refuse(const wchar_t* what);
     HRESULT RunSync(IFileArchiveScheme* server, IFileArchiveScheme* client, Action action);
+
+    // One operation over two sides' location faces, with the scheme-file
+    // name and the display as set when it starts. Refused (reported under
+    // `title`, E_FAIL) when a side is no location or another operation
+    // runs; an exception is reported as a failure.
+    using Operation = std::function<HRESULT(ILocationScheme* first, ILocationScheme* second,
+                                            const std::wstring& schemeName, fas::Report& report)>;
+    HRESULT RunExclusive(const wchar_t* title, IFileArchiveScheme* first, IFileArchiveScheme* second,
+                         const Operation& work);
 
     std::mutex m_lock; // guards the two settings
     std::wstring m_schemeName{kDefaultSchemeFile};

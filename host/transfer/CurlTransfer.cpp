@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "host/text/Utf8.h"
+#include "host/transfer/FieldText.h"
 #include "host/transfer/SshSettings.h"
 
 namespace host {
@@ -77,28 +78,10 @@ bool IsHttp(const std::string& url) {
     return scheme == "http" || scheme == "https";
 }
 
-std::string_view Trim(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
-
 bool NameIs(std::string_view name, std::string_view wanted) {
     return name.size() == wanted.size() && std::equal(name.begin(), name.end(), wanted.begin(), [](char a, char b) {
                return std::tolower(static_cast<unsigned char>(a)) == std::tolower(static_cast<unsigned char>(b));
            });
-}
-
-// A decimal count, or -1.
-int64_t Count(std::string_view text) {
-    text = Trim(text);
-    if (text.empty() || text.size() > 18) return -1;
-    int64_t value = 0;
-    for (char c : text) {
-        if (c < '0' || c > '9') return -1;
-        value = value * 10 + (c - '0');
-    }
-    return value;
 }
 
 // The headers of the answer being received. Every status line starts a new
@@ -118,30 +101,30 @@ struct Answer {
     const std::string& Validator() const { return etag.empty() ? lastModified : etag; }
 
     void Read(std::string_view line) {
-        line = Trim(line);
+        line = TrimField(line);
         if (line.starts_with("HTTP/")) {
             *this = Answer{};
             seen = true;
             const auto code = line.find(' ');
             if (code == std::string_view::npos) return;
             std::string_view rest = line.substr(code + 1);
-            status = static_cast<long>(std::max<int64_t>(0, Count(rest.substr(0, 3))));
-            if (rest.size() > 3) reason = std::string(Trim(rest.substr(3)));
+            status = static_cast<long>(std::max<int64_t>(0, FieldCount(rest.substr(0, 3))));
+            if (rest.size() > 3) reason = std::string(TrimField(rest.substr(3)));
             return;
         }
         const auto colon = line.find(':');
         if (colon == std::string_view::npos) return;
-        const std::string_view name = Trim(line.substr(0, colon)), value = Trim(line.substr(colon + 1));
+        const std::string_view name = TrimField(line.substr(0, colon)), value = TrimField(line.substr(colon + 1));
         if (NameIs(name, "ETag")) etag = value;
         else if (NameIs(name, "Last-Modified")) lastModified = value;
         else if (NameIs(name, "Location")) location = value;
-        else if (NameIs(name, "Content-Length")) contentLength = Count(value);
+        else if (NameIs(name, "Content-Length")) contentLength = FieldCount(value);
         else if (NameIs(name, "Content-Range") && value.starts_with("bytes ")) {
             const std::string_view range = value.substr(6);
             const auto dash = range.find('-'), slash = range.find('/');
             if (dash == std::string_view::npos || slash == std::string_view::npos) return;
-            rangeStart = Count(range.substr(0, dash));
-            rangeTotal = Count(range.substr(slash + 1));
+            rangeStart = FieldCount(range.substr(0, dash));
+            rangeTotal = FieldCount(range.substr(slash + 1));
         }
     }
 };
@@ -623,7 +606,7 @@ private:
         if (s->m_http) s->m_answer.Read(line);
         // An ftp server's replies arrive here too; the last one explains a
         // refusal.
-        else if (!line.empty() && line[0] >= '1' && line[0] <= '5') s->m_lastReply = Trim(line);
+        else if (!line.empty() && line[0] >= '1' && line[0] <= '5') s->m_lastReply = TrimField(line);
         return size;
     }
 

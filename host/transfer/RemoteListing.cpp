@@ -5,6 +5,7 @@
 #include <random>
 
 #include "host/text/Utf8.h"
+#include "host/transfer/FieldText.h"
 
 namespace host {
 
@@ -12,12 +13,6 @@ namespace {
 
 constexpr std::string_view kUploadMark = ".upload-";
 constexpr size_t kUploadDigits = 12;
-
-std::string_view Trim(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string_view::npos) return {};
-    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
-}
 
 // The name of a node without its namespace prefix ("D:href" is "href").
 std::string_view LocalName(const pugi::xml_node& node) {
@@ -30,18 +25,6 @@ pugi::xml_node Child(const pugi::xml_node& node, std::string_view name) {
     for (pugi::xml_node child : node.children())
         if (LocalName(child) == name) return child;
     return {};
-}
-
-// A decimal count, or -1.
-int64_t Count(std::string_view text) {
-    text = Trim(text);
-    if (text.empty() || text.size() > 18) return -1;
-    int64_t value = 0;
-    for (char c : text) {
-        if (c < '0' || c > '9') return -1;
-        value = value * 10 + (c - '0');
-    }
-    return value;
 }
 
 int64_t Nanoseconds(std::tm& time) {
@@ -113,7 +96,7 @@ bool ReadDavListing(std::string_view xml, std::string_view folderPath, std::vect
     const std::string folder = WithoutTrailingSlashes(std::string(folderPath));
     for (pugi::xml_node response : multistatus.children()) {
         if (LocalName(response) != "response") continue;
-        std::string path = PercentDecode(Trim(Child(response, "href").text().get()));
+        std::string path = PercentDecode(TrimField(Child(response, "href").text().get()));
         // An absolute URL names the same path after its host.
         if (const auto scheme = path.find("://"); scheme != std::string::npos) {
             const auto slash = path.find('/', scheme + 3);
@@ -131,9 +114,9 @@ bool ReadDavListing(std::string_view xml, std::string_view folderPath, std::vect
             if (const pugi::xml_node type = Child(prop, "resourcetype"); type && Child(type, "collection"))
                 entry.folder = true;
             if (const pugi::xml_node length = Child(prop, "getcontentlength"))
-                entry.size = Count(length.text().get());
+                entry.size = FieldCount(length.text().get());
             if (const pugi::xml_node modified = Child(prop, "getlastmodified"))
-                entry.modified = HttpDate(Trim(modified.text().get()).data());
+                entry.modified = HttpDate(TrimField(modified.text().get()).data());
         }
         if (entry.folder) entry.size = -1;
         entries.push_back(std::move(entry));
@@ -161,7 +144,7 @@ std::vector<LocationEntry> ReadMlsdListing(std::string_view text) {
             if (key == "type") {
                 type = Lowered(value);
             } else if (key == "size") {
-                entry.size = Count(value);
+                entry.size = FieldCount(value);
             } else if (key == "modify") {
                 entry.modified = MlsdTime(value);
             }
@@ -200,7 +183,7 @@ std::vector<LocationEntry> ReadLongListing(std::string_view text) {
         }
         if (name.empty() || name == "." || name == "..") continue;
         LocationEntry entry{.name = FromUtf8(name), .folder = kind == 'd'};
-        if (kind == '-') entry.size = Count(fields[4]);
+        if (kind == '-') entry.size = FieldCount(fields[4]);
         entries.push_back(std::move(entry));
     }
     return entries;

@@ -193,21 +193,25 @@ void CShadowList::PrepareService(IFASService* service) {
     service->put_LineDisplay(Display().Get());
 }
 
+CShadowList::Sides CShadowList::MakeSides() {
+    Sides sides;
+    CreateScheme(kSource, sides.source.Out());
+    CreateScheme(kDestination, sides.destination.Out());
+    return sides;
+}
+
 HRESULT CShadowList::Execute(CStopEvent*) {
     IFASService* service = Service();
     if (!service) return S_OK;
-    // A side that cannot be made stays null; the service refuses it.
-    IPtr<IFileArchiveScheme> source, destination;
-    CreateScheme(kSource, source.Out());
-    CreateScheme(kDestination, destination.Out());
+    const Sides sides = MakeSides();
     PrepareService(service);
     const int32_t action = ParameterInteger(kRunAction, 0);
     // Commit and CommitAll alike: the client's changes go to the server.
     if (action > 3) {
-        service->Commit(destination.Get(), source.Get());
+        service->Commit(sides.destination.Get(), sides.source.Get());
     } else {
         const int32_t mode = action >= 1 ? action : 0;
-        service->Transfer(source.Get(), destination.Get(), mode);
+        service->Transfer(sides.source.Get(), sides.destination.Get(), mode);
     }
     return S_OK;
 }
@@ -217,11 +221,9 @@ HRESULT CShadowList::DoAction(int32_t code, IUnknown*) {
         IFASService* service = Service();
         if (!service) return E_FAIL;
         service->put_LineDisplay(Display().Get());
-        IPtr<IFileArchiveScheme> source, destination;
-        CreateScheme(kSource, source.Out());
-        CreateScheme(kDestination, destination.Out());
+        const Sides sides = MakeSides();
         service->put_SchemeFile(ParameterText(kFASFile).Get());
-        return service->Transfer(source.Get(), destination.Get(), code - kActionUpdate);
+        return service->Transfer(sides.source.Get(), sides.destination.Get(), code - kActionUpdate);
     }
     switch (code) {
     case kActionCreateSrc:
@@ -233,11 +235,9 @@ HRESULT CShadowList::DoAction(int32_t code, IUnknown*) {
     case kActionLoad: {
         IFASService* service = Service();
         if (!service) return E_FAIL;
-        IPtr<IFileArchiveScheme> source, destination;
-        CreateScheme(kSource, source.Out());
-        CreateScheme(kDestination, destination.Out());
+        const Sides sides = MakeSides();
         PrepareService(service);
-        return service->LoadSchemeFile(source.Get(), destination.Get());
+        return service->LoadSchemeFile(sides.source.Get(), sides.destination.Get());
     }
     case kActionWorkspace: return TakeWorkspaceFolder();
     default:
@@ -266,14 +266,13 @@ HRESULT CShadowList::CreateSchemeFile(int32_t code) {
 HRESULT CShadowList::SaveSchemeFile(int32_t code) {
     IFASService* service = Service();
     if (!service) return E_FAIL;
-    IPtr<IFileArchiveScheme> source, destination;
-    CreateScheme(kSource, source.Out());
-    CreateScheme(kDestination, destination.Out());
+    const Sides sides = MakeSides();
     PrepareService(service);
     // Named after the side described, then the side that receives the file.
-    IFileArchiveScheme* described = code <= kActionSaveSrcToDest ? source.Get() : destination.Get();
-    IFileArchiveScheme* target =
-        code == kActionSaveSrcToSrc || code == kActionSaveDestToSrc ? source.Get() : destination.Get();
+    IFileArchiveScheme* described = code <= kActionSaveSrcToDest ? sides.source.Get() : sides.destination.Get();
+    IFileArchiveScheme* target = code == kActionSaveSrcToSrc || code == kActionSaveDestToSrc
+                                     ? sides.source.Get()
+                                     : sides.destination.Get();
     return service->SaveSchemeFile(described, target, nullptr);
 }
 

@@ -144,6 +144,12 @@ private:
     IFASService* Service();
     // Hands the scheme file's name and the display to the service.
     void PrepareService(IFASService* service);
+    // Both sides as schemes, made from parameters 0 and 1. A side that
+    // cannot be made stays null; the service refuses it.
+    struct Sides {
+        IPtr<IFileArchiveScheme> source, destination;
+    };
+    Sides MakeSides();
     // 101/102: the side's scheme file through the host's UI utilities.
     HRESULT CreateSchemeFile(int32_t code);
     // 103-106: one side's scheme file saved to a side.

@@ -26,8 +26,20 @@ private:
     std::string m_path;
 };
 
+// A listing face whose settings and scan do nothing: the fakes below hold
+// their entries already.
+class InertListing : public IFileNameCollection {
+public:
+    HRESULT put_Folder(IString*) override { return S_OK; }
+    HRESULT get_Folder(IString**) override { return E_NOTIMPL; }
+    HRESULT put_Extensions(IExtCollection*) override { return S_OK; }
+    HRESULT put_Option(int32_t, int32_t) override { return S_OK; }
+    HRESULT get_Option(int32_t, int32_t*) override { return E_NOTIMPL; }
+    HRESULT Scan() override { return S_OK; }
+};
+
 // A source that is one file: a listing face over a single file archive.
-class SingleFile final : public IFileNameCollection, public PathEntry {
+class SingleFile final : public InertListing, public PathEntry {
 public:
     explicit SingleFile(std::string path) : PathEntry(std::move(path)) {}
     IUnknown* Self() { return static_cast<IFileNameCollection*>(this); }
@@ -39,17 +51,11 @@ public:
     }
     uint32_t AddRef() override { return 2; }
     uint32_t Release() override { return 1; }
-    HRESULT put_Folder(IString*) override { return S_OK; }
-    HRESULT get_Folder(IString**) override { return E_NOTIMPL; }
-    HRESULT put_Extensions(IExtCollection*) override { return S_OK; }
-    HRESULT put_Option(int32_t, int32_t) override { return S_OK; }
-    HRESULT get_Option(int32_t, int32_t*) override { return E_NOTIMPL; }
-    HRESULT Scan() override { return S_OK; }
 };
 
 // A listing over a host collection that records the indexes asked for and
 // deletes by full path (names in `refused` are not deleted).
-class RecordingSource final : public ISuperCollection, IFileNameCollection, IFileArchiveScheme, IUIRefreshableObject, IUIManager {
+class RecordingSource final : public ISuperCollection, InertListing, IFileArchiveScheme, IUIRefreshableObject, IUIManager {
 public:
     std::vector<int32_t> asked;
     std::vector<std::string> deletes;
@@ -89,12 +95,6 @@ public:
     HRESULT get_ItemDescriptor(int32_t index, IUnknown** d) override { return items->get_ItemDescriptor(index, d); }
     HRESULT get_ItemFlags(int32_t index, int32_t* flags) override { return items->get_ItemFlags(index, flags); }
 
-    HRESULT put_Folder(IString*) override { return S_OK; }
-    HRESULT get_Folder(IString**) override { return E_NOTIMPL; }
-    HRESULT put_Extensions(IExtCollection*) override { return S_OK; }
-    HRESULT put_Option(int32_t, int32_t) override { return S_OK; }
-    HRESULT get_Option(int32_t, int32_t*) override { return E_NOTIMPL; }
-    HRESULT Scan() override { return S_OK; }
 
     HRESULT put_Parameters(IParameters*) override { return S_OK; }
     HRESULT Transfer(IString*, IDataStream*) override { return E_NOTIMPL; }
@@ -119,7 +119,7 @@ public:
 };
 
 // A destination that keeps what it is sent; names in `failing` fail.
-class RecordingDestination final : public IFileNameCollection, IFileArchiveScheme {
+class RecordingDestination final : public InertListing, IFileArchiveScheme {
 public:
     std::vector<std::pair<std::string, std::string>> sent;
     std::set<std::string> failing;
@@ -133,12 +133,6 @@ public:
     uint32_t AddRef() override { return 2; }
     uint32_t Release() override { return 1; }
     IUnknown* Self() { return static_cast<IFileNameCollection*>(this); }
-    HRESULT put_Folder(IString*) override { return S_OK; }
-    HRESULT get_Folder(IString**) override { return E_NOTIMPL; }
-    HRESULT put_Extensions(IExtCollection*) override { return S_OK; }
-    HRESULT put_Option(int32_t, int32_t) override { return S_OK; }
-    HRESULT get_Option(int32_t, int32_t*) override { return E_NOTIMPL; }
-    HRESULT Scan() override { return S_OK; }
     HRESULT put_Parameters(IParameters*) override { return S_OK; }
     HRESULT Transfer(IString* name, IDataStream* data) override {
         const std::string text = Narrow(name);
